@@ -1,0 +1,94 @@
+// The application object: command line, the start and stop order of the subsystems.
+#include "app/BEAPP.h"
+
+#include <cctype>
+#include <cstring>
+#include <strings.h>
+
+#include "app/APPHOST.h"
+#include "base/CONSOLE.h"
+#include "base/THREAD.h"
+
+const char *const appName = "Vellowick News";
+bool appStarted = false;
+
+// Start runs these in order; stop runs the stop half of every row in reverse order, started
+// or not, so each stop operation must tolerate never having been started. The last row's
+// stop half holds and ends the workers before any subsystem goes away; THREAD's own row ends
+// them once more at the very end.
+const BEAPP::STEP BEAPP::kSteps[] = {
+    {"help files", &BEAPP::_helpCheck, nullptr},
+    {"threads", &BEAPP::_threadStart, &BEAPP::_threadStop},
+    {"main window", &BEAPP::_windowCreate, nullptr},
+    {"running", &BEAPP::_running, &BEAPP::_holdAndStopWorkers},
+};
+const size_t BEAPP::kStepCount = sizeof(kSteps) / sizeof(kSteps[0]);
+
+bool BEAPP::cmdLine(int argc, char **argv) {
+    if (argc < 2)
+        return true;
+    CONSOLE::print("\n");
+    if (argc == 2) {
+        char option[kArgumentMax];
+        std::strncpy(option, argv[1], sizeof(option) - 1);
+        option[sizeof(option) - 1] = '\0';
+        // Slashes and dashes are dropped anywhere, so "/uninstall", "-uninstall" and
+        // "--UNINSTALL" are all accepted; deliberate.
+        char *out = option;
+        for (const char *in = option; *in != '\0'; ++in)
+            if (*in != '/' && *in != '-')
+                *out++ = *in;
+        *out = '\0';
+        if (strcasecmp(option, "uninstall") == 0) {
+            uninstall();
+            CONSOLE::print("MIME types and indexes removed.\n"
+                           "They will be re-created the next time the program is run.\n");
+            return false;
+        }
+    }
+    CONSOLE::print("Unrecognized command line option.\n");
+    CONSOLE::printf("Usage: %s /uninstall  Removes MIME types and BFS indexes\n", argv[0]);
+    return false;
+}
+
+bool BEAPP::start() {
+    fStepsStarted = 0;
+    for (size_t i = 0; i < kStepCount; ++i) {
+        if (!(this->*kSteps[i].start)())
+            return false;
+        fStepsStarted = i + 1;
+    }
+    appStarted = true;
+    return true;
+}
+
+void BEAPP::run() {
+    if (fHost != nullptr)
+        fHost->run();
+}
+
+void BEAPP::stop() {
+    for (size_t i = kStepCount; i-- > 0;)
+        if (kSteps[i].stop != nullptr)
+            (this->*kSteps[i].stop)();
+}
+
+bool BEAPP::uninstall() { return true; }
+
+bool BEAPP::_helpCheck() { return fHost == nullptr || fHost->helpCheck(); }
+
+bool BEAPP::_threadStart() { return THREAD::start(); }
+
+void BEAPP::_threadStop() { THREAD::stop(); }
+
+bool BEAPP::_windowCreate() { return fHost == nullptr || fHost->windowCreate(appName); }
+
+bool BEAPP::_running() {
+    THREAD::state(true);
+    return true;
+}
+
+void BEAPP::_holdAndStopWorkers() {
+    THREAD::state(false);
+    THREAD::stop();
+}

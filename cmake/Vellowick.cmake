@@ -1,0 +1,42 @@
+# Helpers the subsystem folders use to declare their sources and tests.
+
+# vw_core_sources(<folder> <file>...): toolkit-free classes of one subsystem.
+function(vw_core_sources folder)
+    if(NOT TARGET vw_${folder})
+        add_library(vw_${folder} OBJECT)
+        target_include_directories(vw_${folder} PUBLIC ${PROJECT_SOURCE_DIR})
+        target_link_libraries(vw_${folder} PUBLIC Threads::Threads SQLite::SQLite3)
+    endif()
+    target_sources(vw_${folder} PRIVATE ${ARGN})
+endfunction()
+
+# vw_gui_sources(<file>...): windows, views and dialogs (Qt); ignored without the interface.
+function(vw_gui_sources)
+    if(VW_GUI)
+        target_sources(vwgui PRIVATE ${ARGN})
+    endif()
+endfunction()
+
+# vw_core_test(<name> SOURCES <file>... [LIBS <target>...]): a GoogleTest program of core tests.
+# LIBS names the subsystem object libraries it needs (default: all of vwcore), so a test of one
+# subsystem builds while another subsystem is being changed.
+function(vw_core_test name)
+    cmake_parse_arguments(T "" "" "SOURCES;LIBS" ${ARGN})
+    if(NOT T_LIBS)
+        set(T_LIBS vwcore)
+    endif()
+    add_executable(${name} ${T_SOURCES})
+    target_link_libraries(${name} PRIVATE ${T_LIBS} vwtestsupport GTest::gmock)
+    gtest_discover_tests(${name} PROPERTIES LABELS core DISCOVERY_TIMEOUT 60)
+endfunction()
+
+# vw_gui_test(<name> SOURCES <file>...): a Qt Test program on the offscreen platform.
+function(vw_gui_test name)
+    cmake_parse_arguments(T "" "" "SOURCES;ENV" ${ARGN})
+    add_executable(${name} ${T_SOURCES})
+    set_target_properties(${name} PROPERTIES AUTOMOC ON)
+    target_link_libraries(${name} PRIVATE vwgui vwcore Qt6::Test)
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES LABELS gui
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;${T_ENV}")
+endfunction()

@@ -1,0 +1,27 @@
+// The Qt side of the application: the main window, the loop and the alert boxes.
+#pragma once
+
+#include <memory>
+
+#include "app/APPHOST.h"
+#include "base/ALERT.h"
+
+class BEWINDOW;
+
+// The main window, null until the start sequence creates it.
+extern BEWINDOW *window;
+
+class QTHOST : public APPHOST, public ALERT::SINK {
+public:
+    QTHOST();
+    ~QTHOST() override;
+
+    bool helpCheck() override;
+    bool windowCreate(const char *title) override;
+    void run() override;
+    // Shows a message box on the interface thread; a worker only queues it.
+    void show(const std::string &text) override;
+
+private:
+    std::unique_ptr<BEWINDOW> fWindow;
+};
