@@ -1,0 +1,151 @@
+// The program's only layer over sockets: connection records, name look-ups, line reception.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "base/CRITSECT.h"
+
+class NETWORK {
+public:
+    // The network error enumeration; errorStr gives each value's fixed text.
+    enum ERROR : uint32_t {
+        kOk = 0,
+        kAddressInUse = 1,
+        kAddressUnavailable = 2,
+        kAlreadyConnected = 3,
+        kCancelled = 4,
+        kClosed = 5,
+        kRefused = 6,
+        kSocketOpen = 7,
+        kSocketClose = 8,
+        kNoMemory = 9,
+        kHardware = 10,
+        kNotAvailable = 11,
+        kNoData = 12,
+        kReceive = 13,
+        kTimedOut = 14,
+        kTransmit = 15,
+    };
+
+    enum SOCKETTYPE : uint32_t {
+        kDatagram = 1,
+        kStream = 2,
+    };
+
+    // An IPv4 end point in host byte order; the first dotted-quad number is the top byte.
+    struct ADDR {
+        uint32_t address = 0;
+        uint16_t port = 0;
+    };
+
+    // One socket. Owned by the connection list from open/accept until close.
+    struct CONNECT {
+        ADDR local;
+        ADDR peer;
+        uint32_t connected = 0;
+        int32_t socket = -1;
+        SOCKETTYPE type = kStream;
+        uint32_t backlog = 0;
+        char *buffer = nullptr;
+        uint32_t count = 0;    // bytes in buffer not yet handed out
+        uint32_t position = 0; // next byte to hand out
+        uint32_t size = 0;
+        CONNECT *next = nullptr;
+    };
+
+    // A cancel hook answers true when the user asked to stop; it may be null.
+    using CANCEL = bool (*)();
+
+    static constexpr uint32_t kBufferMin = 512;
+    static constexpr uint32_t kBufferMax = 32768;
+    static constexpr int64_t kPollMicros = 2'000; // the wait step of connect and receive
+    static constexpr size_t kNameMax = 89;        // addrFind copies at most this much
+    static constexpr size_t kReverseNameMax = 69; // reverse look-up result cut
+    static constexpr size_t kDottedQuadMax = 15;
+    static constexpr size_t kHostnameMax = 70;   // hostnameCheck length limit
+    static constexpr size_t kCleanKeepMax = 198; // hostnameClean stops after this many
+    static constexpr size_t kCleanOutMax = 71;   // hostnameClean result, terminator included
+    static constexpr size_t kLocalPartMax = 200; // localFQDN reads each part into this
+    static constexpr const char *kUnknownHost = "unknown";
+    static constexpr const char *kUnknownDomain = "unknown.dom";
+
+    NETWORK() = default;
+    NETWORK(const NETWORK &) = delete;
+    NETWORK &operator=(const NETWORK &) = delete;
+
+    // Makes broken pipes harmless and allows connections. Returns the started flag.
+    bool start();
+    // Closes every connection still open, then refuses new work until start.
+    void stop();
+    bool started() const { return fStarted; }
+
+    // Allocates and opens a record; *conn is null on any failure (nothing is left behind).
+    ERROR open(CONNECT **conn, unsigned long bufferSize, uint32_t localAddress, uint16_t localPort,
+               SOCKETTYPE type, uint16_t backlog);
+    // Connects without blocking longer than timeout (microseconds); cancel is asked every 2 ms.
+    ERROR connect(CONNECT *conn, const ADDR *peer, int64_t timeout, CANCEL cancel);
+    // One send call; a short write counts as success. 5 leaves the record unconnected.
+    ERROR send(CONNECT *conn, const ADDR *peer, const void *data, unsigned long length);
+    // One receive of whatever is ready now; 12 when nothing is.
+    ERROR recv(CONNECT *conn, ADDR *from, void *buffer, unsigned long size,
+               unsigned long *received);
+    // Exactly count bytes through the receive buffer.
+    ERROR recvBuf(CONNECT *conn, ADDR *from, void *dest, unsigned long count, int64_t timeout,
+                  CANCEL cancel, unsigned long *received);
+    // One line through the receive buffer; always terminated, *overflow set when cut.
+    ERROR recvLine(CONNECT *conn, ADDR *from, char *line, unsigned long size, char *overflow,
+                   int64_t timeout, CANCEL cancel, unsigned long *length);
+    // Disconnects, closes and frees the record; *conn becomes null. Safe with null.
+    ERROR close(CONNECT **conn);
+    // Takes one waiting connection from a listening record.
+    ERROR accept(CONNECT *listener, CONNECT **conn, unsigned long bufferSize);
+    // Broadcasting is never needed; kept for the record interface.
+    ERROR connectBroadcast(CONNECT *conn);
+    // The record's invariants, including membership of the connection list.
+    bool connectValidate(const CONNECT *conn);
+    // Number of records in the connection list.
+    size_t connectCount();
+
+    // Name to address: "localhost" and dotted quads without the resolver. 2 when unknown.
+    static ERROR addrFind(uint32_t *address, const char *name);
+    // Address to name through the resolver, cut to kReverseNameMax characters.
+    static ERROR addrFind(char *name, uint32_t address);
+    static int addrCmp(const ADDR *a, const ADDR *b);
+    // The dotted quad's address, or 0 when the text is not one ("0.0.0.0" included).
+    static uint32_t inetAddr(const char *text);
+    // out must hold 16 bytes.
+    static void inetStr(char *out, uint32_t address, bool padded);
+    // out must hold 22 bytes.
+    static void addrStr(char *out, const ADDR *addr, bool padded);
+    static bool hostnameCheck(const char *name);
+    // Cleans in place: letters, digits, '-' and single dots, cut to min(size, 71) bytes.
+    static void hostnameClean(char *name, unsigned long size);
+    // The machine's cleaned host name or "unknown"; true when the platform gave one.
+    static bool localHost(char *out, unsigned long size);
+    // The resolver's domain, else the host name's domain part, else "unknown.dom"; true when
+    // one was found.
+    static bool localDomain(char *out, unsigned long size);
+    // Host name with the domain appended unless already there; true when both were found.
+    static bool localFQDN(char *out, unsigned long size);
+    // The local address a new stream socket is bound to, 0 on failure.
+    uint32_t ipAddr();
+    static const char *errorStr(ERROR error);
+    // The current errno as an ERROR, or fallback when it belongs to no group.
+    static ERROR errorGet(ERROR fallback);
+    static ERROR errorMap(int number, ERROR fallback);
+
+private:
+    bool fStarted = false;
+    CRITSECT fLock;
+    CONNECT *fList = nullptr;
+
+    ERROR _fill(CONNECT *conn, ADDR *from, int64_t timeout, CANCEL cancel);
+    void _listAdd(CONNECT *conn);
+    void _listRemove(CONNECT *conn);
+    bool _listHas(const CONNECT *conn);
+    ERROR _closeRecord(CONNECT *conn);
+};
+
+// The program's one network object.
+extern NETWORK network;
