@@ -1,11 +1,13 @@
 // The program's only layer over sockets: connection records, name look-ups, line reception.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
 #include "base/CRITSECT.h"
 
+// The program has one network layer, so its state and operations are all static.
 class NETWORK {
 public:
     // The network error enumeration; errorStr gives each value's fixed text.
@@ -70,42 +72,40 @@ public:
     static constexpr const char *kUnknownHost = "unknown";
     static constexpr const char *kUnknownDomain = "unknown.dom";
 
-    NETWORK() = default;
-    NETWORK(const NETWORK &) = delete;
-    NETWORK &operator=(const NETWORK &) = delete;
+    NETWORK() = delete;
 
     // Makes broken pipes harmless and allows connections. Returns the started flag.
-    bool start();
+    static bool start();
     // Closes every connection still open, then refuses new work until start.
-    void stop();
-    bool started() const { return fStarted; }
+    static void stop();
+    static bool started();
 
     // Allocates and opens a record; *conn is null on any failure (nothing is left behind).
-    ERROR open(CONNECT **conn, unsigned long bufferSize, uint32_t localAddress, uint16_t localPort,
-               SOCKETTYPE type, uint16_t backlog);
+    static ERROR open(CONNECT **conn, unsigned long bufferSize, uint32_t localAddress,
+                      uint16_t localPort, SOCKETTYPE type, uint16_t backlog);
     // Connects without blocking longer than timeout (microseconds); cancel is asked every 2 ms.
-    ERROR connect(CONNECT *conn, const ADDR *peer, int64_t timeout, CANCEL cancel);
+    static ERROR connect(CONNECT *conn, const ADDR *peer, int64_t timeout, CANCEL cancel);
     // One send call; a short write counts as success. 5 leaves the record unconnected.
-    ERROR send(CONNECT *conn, const ADDR *peer, const void *data, unsigned long length);
+    static ERROR send(CONNECT *conn, const ADDR *peer, const void *data, unsigned long length);
     // One receive of whatever is ready now; 12 when nothing is.
-    ERROR recv(CONNECT *conn, ADDR *from, void *buffer, unsigned long size,
-               unsigned long *received);
+    static ERROR recv(CONNECT *conn, ADDR *from, void *buffer, unsigned long size,
+                      unsigned long *received);
     // Exactly count bytes through the receive buffer.
-    ERROR recvBuf(CONNECT *conn, ADDR *from, void *dest, unsigned long count, int64_t timeout,
-                  CANCEL cancel, unsigned long *received);
+    static ERROR recvBuf(CONNECT *conn, ADDR *from, void *dest, unsigned long count,
+                         int64_t timeout, CANCEL cancel, unsigned long *received);
     // One line through the receive buffer; always terminated, *overflow set when cut.
-    ERROR recvLine(CONNECT *conn, ADDR *from, char *line, unsigned long size, char *overflow,
-                   int64_t timeout, CANCEL cancel, unsigned long *length);
+    static ERROR recvLine(CONNECT *conn, ADDR *from, char *line, unsigned long size, char *overflow,
+                          int64_t timeout, CANCEL cancel, unsigned long *length);
     // Disconnects, closes and frees the record; *conn becomes null. Safe with null.
-    ERROR close(CONNECT **conn);
+    static ERROR close(CONNECT **conn);
     // Takes one waiting connection from a listening record.
-    ERROR accept(CONNECT *listener, CONNECT **conn, unsigned long bufferSize);
+    static ERROR accept(CONNECT *listener, CONNECT **conn, unsigned long bufferSize);
     // Broadcasting is never needed; kept for the record interface.
-    ERROR connectBroadcast(CONNECT *conn);
+    static ERROR connectBroadcast(CONNECT *conn);
     // The record's invariants, including membership of the connection list.
-    bool connectValidate(const CONNECT *conn);
+    static bool connectValidate(const CONNECT *conn);
     // Number of records in the connection list.
-    size_t connectCount();
+    static size_t connectCount();
 
     // Name to address: "localhost" and dotted quads without the resolver. 2 when unknown.
     static ERROR addrFind(uint32_t *address, const char *name);
@@ -129,23 +129,21 @@ public:
     // Host name with the domain appended unless already there; true when both were found.
     static bool localFQDN(char *out, unsigned long size);
     // The local address a new stream socket is bound to, 0 on failure.
-    uint32_t ipAddr();
+    static uint32_t ipAddr();
     static const char *errorStr(ERROR error);
     // The current errno as an ERROR, or fallback when it belongs to no group.
     static ERROR errorGet(ERROR fallback);
     static ERROR errorMap(int number, ERROR fallback);
 
 private:
-    bool fStarted = false;
-    CRITSECT fLock;
-    CONNECT *fList = nullptr;
+    static std::atomic<bool> fStarted;
+    static CRITSECT fLock;
+    static CONNECT *fList;
 
-    ERROR _fill(CONNECT *conn, ADDR *from, int64_t timeout, CANCEL cancel);
-    void _listAdd(CONNECT *conn);
-    void _listRemove(CONNECT *conn);
-    bool _listHas(const CONNECT *conn);
-    ERROR _closeRecord(CONNECT *conn);
+    static ERROR _recordNew(CONNECT **conn, unsigned long bufferSize, SOCKETTYPE type);
+    static ERROR _fill(CONNECT *conn, ADDR *from, int64_t timeout, CANCEL cancel);
+    static void _listAdd(CONNECT *conn);
+    static void _listRemove(CONNECT *conn);
+    static bool _listHas(const CONNECT *conn);
+    static ERROR _closeRecord(CONNECT *conn);
 };
-
-// The program's one network object.
-extern NETWORK network;
