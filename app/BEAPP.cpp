@@ -73,15 +73,25 @@ void BEAPP::stop() {
             (this->*kSteps[i].stop)();
 }
 
-bool BEAPP::uninstall() { return true; }
+bool BEAPP::uninstall() {
+    return true;
+}
 
-bool BEAPP::_helpCheck() { return fHost == nullptr || fHost->helpCheck(); }
+bool BEAPP::_helpCheck() {
+    return fHost == nullptr || fHost->helpCheck();
+}
 
-bool BEAPP::_threadStart() { return THREAD::start(); }
+bool BEAPP::_threadStart() {
+    return THREAD::start();
+}
 
-void BEAPP::_threadStop() { THREAD::stop(); }
+void BEAPP::_threadStop() {
+    THREAD::stop();
+}
 
-bool BEAPP::_windowCreate() { return fHost == nullptr || fHost->windowCreate(appName); }
+bool BEAPP::_windowCreate() {
+    return fHost == nullptr || fHost->windowCreate(appName);
+}
 
 bool BEAPP::_running() {
     THREAD::state(true);

@@ -23,8 +23,9 @@ int main(int argc, char **argv) {
     auto *app = new BEAPP;
     if (app->cmdLine(argc, argv)) {
         if (!displayAvailable()) {
-            std::fprintf(stderr, "%s needs a graphical display, and none was found "
-                                 "(DISPLAY and WAYLAND_DISPLAY are not set).\n",
+            std::fprintf(stderr,
+                         "%s needs a graphical display, and none was found "
+                         "(DISPLAY and WAYLAND_DISPLAY are not set).\n",
                          appName);
         } else {
             QApplication qtApp(argc, argv);

@@ -11,7 +11,9 @@ namespace {
 std::atomic<ALERT::SINK *> gSink{nullptr};
 }
 
-void ALERT::sinkSet(SINK *sink) { gSink = sink; }
+void ALERT::sinkSet(SINK *sink) {
+    gSink = sink;
+}
 
 void ALERT::show(const std::string &text) {
     if (SINK *sink = gSink.load()) {

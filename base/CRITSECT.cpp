@@ -45,4 +45,6 @@ void CRITSECT::nameGet(char *buffer, size_t size) const {
     buffer[size - 1] = '\0';
 }
 
-bool CRITSECT::nameSet(const char *) { return false; }
+bool CRITSECT::nameSet(const char *) {
+    return false;
+}

@@ -93,7 +93,9 @@ void THREAD::state(bool run) {
     gRun = run;
 }
 
-bool THREAD::running() { return gRun.load(); }
+bool THREAD::running() {
+    return gRun.load();
+}
 
 size_t THREAD::count() {
     CRITSECT_HOLD hold(critSect);
@@ -168,9 +170,7 @@ namespace {
 class RECORDOWNER {
 public:
     explicit RECORDOWNER(THREAD::INFO *record) : fRecord(record) {}
-    ~RECORDOWNER() {
-        THREAD::release(fRecord);
-    }
+    ~RECORDOWNER() { THREAD::release(fRecord); }
     RECORDOWNER(const RECORDOWNER &) = delete;
     RECORDOWNER &operator=(const RECORDOWNER &) = delete;
 

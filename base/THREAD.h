@@ -14,12 +14,12 @@ public:
 
     static constexpr size_t kNameMax = 11; // cut deliberately, so "KernelThread" loses its "d"
     static constexpr const char *kDefaultName = "KernelThread";
-    static constexpr int64_t kPauseDefault = 20'000;  // microseconds between calls
+    static constexpr int64_t kPauseDefault = 20'000; // microseconds between calls
     static constexpr int32_t kPriorityNormal = 10;
     static constexpr int32_t kPriorityLow = 5;
-    static constexpr int64_t kHoldSleep = 50'000;     // a held worker looks again after this
-    static constexpr int64_t kStopLook = 200;         // stop() looks at the registry this often
-    static constexpr int64_t kStopForce = 6'000'000;  // then kills the workers still there
+    static constexpr int64_t kHoldSleep = 50'000;    // a held worker looks again after this
+    static constexpr int64_t kStopLook = 200;        // stop() looks at the registry this often
+    static constexpr int64_t kStopForce = 6'000'000; // then kills the workers still there
     static constexpr size_t kRegistryMax = 256;
 
     struct INFO {

@@ -30,13 +30,23 @@ function(vw_core_test name)
     gtest_discover_tests(${name} PROPERTIES LABELS core DISCOVERY_TIMEOUT 60)
 endfunction()
 
-# vw_gui_test(<name> SOURCES <file>...): a Qt Test program on the offscreen platform.
+# vw_gui_test(<name> SOURCES <file>... [XVFB]): a Qt Test program, on the offscreen platform,
+# or with XVFB on a real X server of its own (for screenshots).
 function(vw_gui_test name)
-    cmake_parse_arguments(T "" "" "SOURCES;ENV" ${ARGN})
+    cmake_parse_arguments(T "XVFB" "" "SOURCES" ${ARGN})
+    if(NOT VW_GUI)
+        return()
+    endif()
     add_executable(${name} ${T_SOURCES})
     set_target_properties(${name} PROPERTIES AUTOMOC ON)
-    target_link_libraries(${name} PRIVATE vwgui vwcore Qt6::Test)
-    add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES LABELS gui
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;${T_ENV}")
+    target_link_libraries(${name} PRIVATE vwgui vwcore vwtesthome Qt6::Test)
+    if(T_XVFB)
+        find_program(XVFB_RUN xvfb-run REQUIRED)
+        add_test(NAME ${name} COMMAND ${XVFB_RUN} -a -s "-screen 0 1280x1024x24"
+                 $<TARGET_FILE:${name}>)
+        set_tests_properties(${name} PROPERTIES LABELS gui ENVIRONMENT "QT_QPA_PLATFORM=xcb")
+    else()
+        add_test(NAME ${name} COMMAND ${name})
+        set_tests_properties(${name} PROPERTIES LABELS gui ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    endif()
 endfunction()

@@ -51,6 +51,7 @@ BEWINDOW::BEWINDOW(const char *title) {
     panes->addWidget(fStoragePane);
     panes->addWidget(right);
     panes->setStretchFactor(1, 3);
+    panes->setSizes({220, 580});
     setCentralWidget(panes);
 
     fStatusLine = new QLabel;

@@ -11,9 +11,13 @@ BEWINDOW *window = nullptr;
 
 QTHOST::QTHOST() = default;
 
-QTHOST::~QTHOST() { window = nullptr; }
+QTHOST::~QTHOST() {
+    window = nullptr;
+}
 
-bool QTHOST::helpCheck() { return BEWINDOW::helpCheck(); }
+bool QTHOST::helpCheck() {
+    return BEWINDOW::helpCheck();
+}
 
 bool QTHOST::windowCreate(const char *title) {
     fWindow = std::make_unique<BEWINDOW>(title);
@@ -22,7 +26,9 @@ bool QTHOST::windowCreate(const char *title) {
     return true;
 }
 
-void QTHOST::run() { QApplication::exec(); }
+void QTHOST::run() {
+    QApplication::exec();
+}
 
 void QTHOST::show(const std::string &text) {
     QString message = QString::fromStdString(text);

@@ -12,8 +12,8 @@ std::string gHome;
 namespace testhome {
 void setUp() {
     const char *tmp = std::getenv("TMPDIR");
-    std::string pattern = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") +
-                          "/vellowick-test-XXXXXX";
+    std::string pattern =
+        std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/vellowick-test-XXXXXX";
     char *made = mkdtemp(pattern.data());
     if (made == nullptr)
         std::abort();
@@ -41,5 +41,7 @@ void tearDown() {
     gHome.clear();
 }
 
-const std::string &path() { return gHome; }
+const std::string &path() {
+    return gHome;
+}
 } // namespace testhome
