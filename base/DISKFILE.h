@@ -206,7 +206,7 @@ public:
     // Entry type of a path, links not followed (file, then directory, then link).
     ERROR typeGet(const char *path, ENTRYTYPE *type);
     ERROR erase(const char *path);
-    // Replaces an existing target, as rename(2) does.
+    // Never replaces: an existing target gives kFileExists (the trash relies on it).
     ERROR rename(const char *from, const char *to);
     // Contents and attributes; a partly written destination is left in place on failure.
     ERROR copy(const char *from, const char *to);
@@ -252,9 +252,12 @@ private:
     char fPath[kPathMax + 1] = {};
     bool fLocked = false;
 
+    // Copies path into out, cut at kPathMax.
+    static void _cut(char (&out)[kPathMax + 1], const char *path);
     ERROR _open(const char *path, ACCESS access, int extraFlags, ERROR fallback);
     ERROR _permRequire(ACCESS access);
     ERROR _pathCheck(const char *path, ACCESS access);
     ERROR _attrCopy(DISKFILE &to);
-    ERROR _iterate(const char *path, bool recurse, int32_t depth, ITERATEFUNC callback, void *data);
+    ERROR _iterate(const char *path, bool recurse, bool *next, int32_t depth, ITERATEFUNC callback,
+                   void *data);
 };

@@ -1,0 +1,438 @@
+// The Message-ID index: which message files carry which Message-ID, kept in SQLite.
+#include "base/MSGIDINDEX.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <mutex>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/DISKFILEXATTR.h"
+
+namespace {
+
+// Directories below the root deeper than this are not scanned (a bind-mount loop).
+constexpr int kScanDepthMax = 64;
+
+const char *const kSchema = "CREATE TABLE IF NOT EXISTS meta(key TEXT PRIMARY KEY, value BLOB);"
+                            "CREATE TABLE IF NOT EXISTS msgid(path BLOB PRIMARY KEY, "
+                            "device INTEGER NOT NULL, msgid BLOB NOT NULL);"
+                            "CREATE INDEX IF NOT EXISTS msgid_by_id ON msgid(msgid, device);";
+
+struct STATE {
+    std::mutex lock;
+    sqlite3 *db = nullptr;
+    std::string opened; // location of the open database
+    dev_t device = 0;
+    ino_t inode = 0;
+    std::string root;
+    sqlite3_stmt *insert = nullptr;
+    sqlite3_stmt *erase = nullptr;
+    sqlite3_stmt *select = nullptr;
+};
+
+// Deliberately never destroyed: workers may still use the index while the process exits.
+STATE &state() {
+    static STATE *gState = new STATE;
+    return *gState;
+}
+
+std::string absolute(const char *path) {
+    std::string result = path != nullptr ? path : "";
+    if (!result.empty() && result[0] != '/') {
+        char cwd[4096];
+        if (getcwd(cwd, sizeof(cwd)) != nullptr)
+            result = std::string(cwd) + "/" + result;
+    }
+    while (result.size() > 1 && result.back() == '/')
+        result.pop_back();
+    return result;
+}
+
+void bindBlob(sqlite3_stmt *statement, int index, std::string_view bytes) {
+    sqlite3_bind_blob(statement, index, bytes.data(), int(bytes.size()), SQLITE_TRANSIENT);
+}
+
+std::string columnBlob(sqlite3_stmt *statement, int column) {
+    const void *bytes = sqlite3_column_blob(statement, column);
+    int size = sqlite3_column_bytes(statement, column);
+    return bytes != nullptr ? std::string(static_cast<const char *>(bytes), size_t(size))
+                            : std::string();
+}
+
+bool exec(STATE &s, const char *sql) {
+    return sqlite3_exec(s.db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+void closeLocked(STATE &s) {
+    sqlite3_finalize(s.insert);
+    sqlite3_finalize(s.erase);
+    sqlite3_finalize(s.select);
+    s.insert = s.erase = s.select = nullptr;
+    if (s.db != nullptr)
+        sqlite3_close(s.db);
+    s.db = nullptr;
+    s.opened.clear();
+}
+
+void unlinkFiles(const std::string &where) {
+    for (const char *suffix : {"", "-wal", "-shm", "-journal"})
+        unlink((where + suffix).c_str());
+}
+
+// Any failure that says the file is not a usable database: the index is thrown away and
+// built again, since it only mirrors attributes the files themselves hold.
+bool broken(int code) {
+    code &= 0xff;
+    return code == SQLITE_CORRUPT || code == SQLITE_NOTADB || code == SQLITE_CANTOPEN ||
+           code == SQLITE_IOERR || code == SQLITE_READONLY || code == SQLITE_ERROR;
+}
+
+void scanDirectory(STATE &s, const std::string &path, int depth) {
+    if (depth > kScanDepthMax)
+        return;
+    DIR *dir = opendir(path.c_str());
+    if (dir == nullptr)
+        return;
+    struct stat info {};
+    fstat(dirfd(dir), &info);
+    const std::string attribute = DISKFILEXATTR::fullName(MSGIDINDEX::kAttribute);
+    std::string raw;
+    while (dirent *entry = readdir(dir)) {
+        if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0)
+            continue;
+        std::string child = path + "/" + entry->d_name;
+        unsigned char kind = entry->d_type;
+        if (kind == DT_UNKNOWN) {
+            struct stat childInfo {};
+            if (lstat(child.c_str(), &childInfo) != 0)
+                continue;
+            kind = S_ISDIR(childInfo.st_mode) ? DT_DIR : S_ISREG(childInfo.st_mode) ? DT_REG : 0;
+        }
+        if (kind == DT_DIR) {
+            scanDirectory(s, child, depth + 1);
+            continue;
+        }
+        if (kind != DT_REG || DISKFILEXATTR::get(-1, child.c_str(), attribute, &raw) != 0)
+            continue;
+        uint32_t type = 0;
+        std::string_view value;
+        if (!DISKFILEXATTR::decode(raw, &type, &value))
+            continue;
+        sqlite3_reset(s.insert);
+        bindBlob(s.insert, 1, child);
+        sqlite3_bind_int64(s.insert, 2, int64_t(info.st_dev));
+        bindBlob(s.insert, 3, DISKFILEXATTR::text(value));
+        sqlite3_step(s.insert);
+    }
+    closedir(dir);
+}
+
+bool rebuildLocked(STATE &s) {
+    if (!exec(s, "BEGIN IMMEDIATE"))
+        return false;
+    exec(s, "DELETE FROM msgid");
+    if (!s.root.empty())
+        scanDirectory(s, s.root, 0);
+    sqlite3_stmt *statement = nullptr;
+    sqlite3_prepare_v2(s.db, "INSERT OR REPLACE INTO meta(key, value) VALUES('root', ?1)", -1,
+                       &statement, nullptr);
+    bindBlob(statement, 1, s.root);
+    int code = sqlite3_step(statement);
+    sqlite3_finalize(statement);
+    if (code != SQLITE_DONE || !exec(s, "COMMIT")) {
+        exec(s, "ROLLBACK");
+        return false;
+    }
+    return true;
+}
+
+std::string locationGet() {
+    const char *data = getenv("XDG_DATA_HOME");
+    std::string base;
+    if (data != nullptr && data[0] == '/') {
+        base = data;
+    } else {
+        const char *home = getenv("HOME");
+        base = std::string(home != nullptr ? home : "") + "/.local/share";
+    }
+    return base + "/" + MSGIDINDEX::kFolder + "/" + MSGIDINDEX::kFileName;
+}
+
+void makeParents(const std::string &file) {
+    for (size_t at = 1; (at = file.find('/', at)) != std::string::npos; ++at)
+        mkdir(file.substr(0, at).c_str(), 0700);
+}
+
+// One attempt at opening; false with *code set when the file is not a usable index.
+bool openOnce(STATE &s, const std::string &where, int *code) {
+    bool existed = access(where.c_str(), F_OK) == 0;
+    *code =
+        sqlite3_open_v2(where.c_str(), &s.db,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    if (*code != SQLITE_OK)
+        return false;
+    sqlite3_busy_timeout(s.db, 5000);
+    // Losing the last commits in a power cut is harmless: the index is rebuilt from the files.
+    *code = sqlite3_exec(s.db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", nullptr,
+                         nullptr, nullptr);
+    if (*code == SQLITE_OK)
+        *code = sqlite3_exec(s.db, kSchema, nullptr, nullptr, nullptr);
+    if (*code != SQLITE_OK)
+        return false;
+    const char *statements[] = {
+        "INSERT OR REPLACE INTO msgid(path, device, msgid) VALUES(?1, ?2, ?3)",
+        "DELETE FROM msgid WHERE path = ?1",
+        "SELECT path FROM msgid WHERE msgid = ?1 AND device = ?2",
+    };
+    sqlite3_stmt **targets[] = {&s.insert, &s.erase, &s.select};
+    for (size_t i = 0; i < 3; ++i) {
+        *code = sqlite3_prepare_v2(s.db, statements[i], -1, targets[i], nullptr);
+        if (*code != SQLITE_OK)
+            return false;
+    }
+    // The root the rows were built for; a missing row means a build never finished.
+    sqlite3_stmt *statement = nullptr;
+    *code = sqlite3_prepare_v2(s.db, "SELECT value FROM meta WHERE key = 'root'", -1, &statement,
+                               nullptr);
+    if (*code != SQLITE_OK)
+        return false;
+    int step = sqlite3_step(statement);
+    bool built = step == SQLITE_ROW;
+    std::string builtRoot = built ? columnBlob(statement, 0) : std::string();
+    sqlite3_finalize(statement);
+    if (step != SQLITE_ROW && step != SQLITE_DONE) {
+        *code = step;
+        return false;
+    }
+    if (!existed || !built || (!s.root.empty() && builtRoot != s.root)) {
+        if (!rebuildLocked(s)) {
+            *code = sqlite3_errcode(s.db);
+            return false;
+        }
+    } else if (s.root.empty()) {
+        s.root = builtRoot;
+    }
+    struct stat info {};
+    if (stat(where.c_str(), &info) != 0) {
+        *code = SQLITE_CANTOPEN;
+        return false;
+    }
+    s.device = info.st_dev;
+    s.inode = info.st_ino;
+    s.opened = where;
+    return true;
+}
+
+// Opens the index when needed. An index file deleted or replaced behind our back is noticed
+// here, so the next use builds a new one instead of writing into an unlinked file.
+bool ready(STATE &s) {
+    std::string where = locationGet();
+    if (s.db != nullptr) {
+        struct stat info {};
+        if (where == s.opened && stat(where.c_str(), &info) == 0 && info.st_dev == s.device &&
+            info.st_ino == s.inode)
+            return true;
+        closeLocked(s);
+    }
+    makeParents(where);
+    int code = SQLITE_OK;
+    if (openOnce(s, where, &code))
+        return true;
+    closeLocked(s);
+    if (!broken(code))
+        return false;
+    unlinkFiles(where);
+    if (openOnce(s, where, &code))
+        return true;
+    closeLocked(s);
+    return false;
+}
+
+// A statement that failed because the file went bad: drop it so the next use rebuilds.
+void checkStep(STATE &s, int code) {
+    if (code != SQLITE_DONE && code != SQLITE_ROW && broken(code) && !s.opened.empty()) {
+        std::string where = s.opened;
+        closeLocked(s);
+        unlinkFiles(where);
+    }
+}
+
+void eraseLocked(STATE &s, const std::string &path) {
+    sqlite3_reset(s.erase);
+    bindBlob(s.erase, 1, path);
+    checkStep(s, sqlite3_step(s.erase));
+}
+
+// Paths of the rows below directory (path + "/" up to, not including, path + "0", since '0'
+// follows '/' in byte order).
+std::vector<std::string> below(STATE &s, const std::string &directory) {
+    std::vector<std::string> paths;
+    sqlite3_stmt *statement = nullptr;
+    if (sqlite3_prepare_v2(s.db, "SELECT path FROM msgid WHERE path >= ?1 AND path < ?2", -1,
+                           &statement, nullptr) != SQLITE_OK)
+        return paths;
+    bindBlob(statement, 1, directory + "/");
+    bindBlob(statement, 2, directory + "0");
+    while (sqlite3_step(statement) == SQLITE_ROW)
+        paths.push_back(columnBlob(statement, 0));
+    sqlite3_finalize(statement);
+    return paths;
+}
+
+void renameLocked(STATE &s, const std::string &from, const std::string &to) {
+    sqlite3_stmt *statement = nullptr;
+    if (sqlite3_prepare_v2(s.db, "UPDATE OR REPLACE msgid SET path = ?2 WHERE path = ?1", -1,
+                           &statement, nullptr) != SQLITE_OK)
+        return;
+    bindBlob(statement, 1, from);
+    bindBlob(statement, 2, to);
+    int code = sqlite3_step(statement);
+    sqlite3_finalize(statement);
+    checkStep(s, code);
+}
+
+} // namespace
+
+bool MSGIDINDEX::indexed(const char *name) {
+    return name != nullptr && strcmp(name, kAttribute) == 0;
+}
+
+void MSGIDINDEX::rootSet(const char *path) {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    std::string root = absolute(path);
+    if (root == s.root)
+        return;
+    s.root = root;
+    // Reopening compares the new root with the one the rows were built for.
+    closeLocked(s);
+}
+
+std::string MSGIDINDEX::rootGet() {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    return s.root;
+}
+
+std::string MSGIDINDEX::location() {
+    return locationGet();
+}
+
+bool MSGIDINDEX::lookup(int64_t device, std::string_view msgid, std::vector<std::string> *paths) {
+    paths->clear();
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    if (!ready(s))
+        return false;
+    sqlite3_reset(s.select);
+    bindBlob(s.select, 1, msgid);
+    sqlite3_bind_int64(s.select, 2, device);
+    int code;
+    while ((code = sqlite3_step(s.select)) == SQLITE_ROW)
+        paths->push_back(columnBlob(s.select, 0));
+    sqlite3_reset(s.select);
+    checkStep(s, code);
+    return code == SQLITE_DONE;
+}
+
+void MSGIDINDEX::fileSet(const char *path, int64_t device, std::string_view msgid) {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    if (!ready(s))
+        return;
+    sqlite3_reset(s.insert);
+    bindBlob(s.insert, 1, absolute(path));
+    sqlite3_bind_int64(s.insert, 2, device);
+    bindBlob(s.insert, 3, msgid);
+    checkStep(s, sqlite3_step(s.insert));
+}
+
+void MSGIDINDEX::fileRemove(const char *path) {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    if (ready(s))
+        eraseLocked(s, absolute(path));
+}
+
+void MSGIDINDEX::fileRename(const char *from, const char *to) {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    if (ready(s))
+        renameLocked(s, absolute(from), absolute(to));
+}
+
+void MSGIDINDEX::dirRename(const char *from, const char *to) {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    if (!ready(s))
+        return;
+    std::string source = absolute(from);
+    std::string target = absolute(to);
+    std::vector<std::string> paths = below(s, source);
+    if (paths.empty())
+        return;
+    exec(s, "BEGIN IMMEDIATE");
+    for (const std::string &path : paths)
+        renameLocked(s, path, target + path.substr(source.size()));
+    if (s.db != nullptr)
+        exec(s, "COMMIT");
+}
+
+void MSGIDINDEX::dirRemove(const char *path) {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    if (!ready(s))
+        return;
+    std::string directory = absolute(path);
+    sqlite3_stmt *statement = nullptr;
+    if (sqlite3_prepare_v2(s.db, "DELETE FROM msgid WHERE path >= ?1 AND path < ?2", -1, &statement,
+                           nullptr) != SQLITE_OK)
+        return;
+    bindBlob(statement, 1, directory + "/");
+    bindBlob(statement, 2, directory + "0");
+    int code = sqlite3_step(statement);
+    sqlite3_finalize(statement);
+    checkStep(s, code);
+}
+
+bool MSGIDINDEX::rebuild() {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    if (!ready(s))
+        return false;
+    return rebuildLocked(s);
+}
+
+bool MSGIDINDEX::remove() {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    closeLocked(s);
+    std::string where = locationGet();
+    unlinkFiles(where);
+    return access(where.c_str(), F_OK) != 0;
+}
+
+void MSGIDINDEX::close() {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    closeLocked(s);
+}
+
+int64_t MSGIDINDEX::count() {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    if (!ready(s))
+        return -1;
+    sqlite3_stmt *statement = nullptr;
+    if (sqlite3_prepare_v2(s.db, "SELECT count(*) FROM msgid", -1, &statement, nullptr) !=
+        SQLITE_OK)
+        return -1;
+    int64_t rows = sqlite3_step(statement) == SQLITE_ROW ? sqlite3_column_int64(statement, 0) : -1;
+    sqlite3_finalize(statement);
+    return rows;
+}

@@ -1,0 +1,49 @@
+// The Message-ID index: which message files carry which Message-ID, kept in SQLite.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Answers the storage worker's Message-ID query without walking the store. DISKFILE keeps it
+// true: every write of the indexed attribute and every erase, rename, move, copy and trash of
+// a file that carries one goes through here. The index is only a hint: callers verify every
+// hit against the file and drop the rows that no longer hold. A missing or unreadable index
+// file is rebuilt by scanning the store root. All operations are safe from any thread.
+class MSGIDINDEX {
+public:
+    // The one indexed attribute.
+    static constexpr const char *kAttribute = "VELLOWICK:msgid";
+    // Where the index lives, below $XDG_DATA_HOME (else ~/.local/share).
+    static constexpr const char *kFolder = "vellowick";
+    static constexpr const char *kFileName = "msgid-index.sqlite";
+
+    // Whether attribute name (without "user.") is kept in the index.
+    static bool indexed(const char *name);
+    // The directory a rebuild scans (the data directory). A different root from the one the
+    // index was built for makes the next use rebuild it. Until it is set the index holds only
+    // what was written through DISKFILE.
+    static void rootSet(const char *path);
+    static std::string rootGet();
+    // Full path of the index file.
+    static std::string location();
+
+    // Paths of the files recorded with this Message-ID on this device.
+    static bool lookup(int64_t device, std::string_view msgid, std::vector<std::string> *paths);
+    static void fileSet(const char *path, int64_t device, std::string_view msgid);
+    static void fileRemove(const char *path);
+    static void fileRename(const char *from, const char *to);
+    // Everything below a directory that was renamed or removed.
+    static void dirRename(const char *from, const char *to);
+    static void dirRemove(const char *path);
+
+    // Drops every row and scans the root again.
+    static bool rebuild();
+    // Closes and deletes the index file (uninstalling); the next use starts a new one.
+    static bool remove();
+    // Closes the database; the next use opens it again.
+    static void close();
+    // Number of rows, for tests and the benchmark.
+    static int64_t count();
+};
