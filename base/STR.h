@@ -91,7 +91,8 @@ public:
     // --- Safe names ---
     // Turns a file name taken from a message (an attachment or uuencode name) into a leaf
     // usable in the save folder: any directory part (after the last '/' or '\') is dropped,
-    // control characters removed, blanks and dots trimmed at the ends, cut to kLeafMax.
+    // control characters removed, blanks trimmed at both ends and leading dots removed,
+    // cut to kLeafMax.
     // False (name emptied) when nothing usable remains. Edits name (a buffer of size bytes).
     static bool filenameFixup(char *name, size_t size);
     // Makes any text (a link, a subject) a leaf by replacing every character a name may

@@ -1,0 +1,172 @@
+// Time values that survive clock changes: drift tracking against simulated clocks.
+#include <atomic>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/TIMEBASE.h"
+#include "base/TIMEX.h"
+
+namespace {
+
+constexpr int64_t kSec = TIMEBASE::kSecond;
+constexpr int64_t kHour = 3600 * kSec;
+
+std::atomic<int64_t> gWall{0};
+std::atomic<int64_t> gTick{0};
+std::vector<std::string> gReports;
+
+int64_t wall() {
+    return gWall.load();
+}
+int64_t tick() {
+    return gTick.load();
+}
+void report(const char *line) {
+    gReports.push_back(line);
+}
+
+// Both clocks under the test's control; the reference is taken afresh for each test.
+class TIMEXClock : public testing::Test {
+protected:
+    void SetUp() override {
+        gWall = 970581909 * kSec;
+        gTick = 1000 * kSec;
+        gReports.clear();
+        TIMEBASE::CLOCK clock;
+        clock.wall = wall;
+        clock.tick = tick;
+        TIMEBASE::clockSet(&clock);
+        TIMEX::clockReset();
+        TIMEX::reportSet(report);
+    }
+    void TearDown() override {
+        TIMEX::reportSet(nullptr);
+        TIMEBASE::clockSet(nullptr);
+        TIMEX::clockReset();
+    }
+    // Time passes on both clocks, and the wall clock is then moved by jump.
+    static void pass(int64_t usecs, int64_t jump = 0) {
+        gTick += usecs;
+        gWall += usecs + jump;
+    }
+};
+
+TEST_F(TIMEXClock, ElapsedTimeSurvivesAClockChangeOfAnHour) {
+    TIMEX start;
+    start = TIMEBASE::timeGet();
+    pass(10 * kSec, kHour); // the user puts the clock forward an hour
+    EXPECT_EQ(TIMEBASE::timeGet() - start, 10 * kSec);
+    EXPECT_EQ(start.usecs(), 970581909 * kSec + kHour);
+    ASSERT_EQ(gReports.size(), 1u);
+    EXPECT_EQ(gReports[0], "Time changed forward by 1 hour, 0 minutes, 0.000000 seconds");
+
+    pass(5 * kSec, -2 * kHour); // and back two hours
+    EXPECT_EQ(TIMEBASE::timeGet() - start, 15 * kSec);
+    ASSERT_EQ(gReports.size(), 2u);
+    EXPECT_EQ(gReports[1], "Time changed backward by 2 hours, 0 minutes, 0.000000 seconds");
+}
+
+TEST_F(TIMEXClock, SmallDriftsAreIgnored) {
+    TIMEX start(TIMEBASE::timeGet());
+    int64_t value = start.usecs();
+    pass(kSec, TIMEX::kDriftMax);
+    EXPECT_EQ(start.usecs(), value);
+    pass(kSec, -2 * TIMEX::kDriftMax); // now 70000 the other way
+    EXPECT_EQ(start.usecs(), value);
+    EXPECT_TRUE(gReports.empty());
+    pass(kSec, -1);                                         // one microsecond more is a change
+    EXPECT_EQ(start.usecs(), value - TIMEX::kDriftMax - 1); // the clock went back
+    EXPECT_EQ(gReports.size(), 1u);
+}
+
+TEST_F(TIMEXClock, ChecksWaitForTheInterval) {
+    TIMEX start(TIMEBASE::timeGet());
+    int64_t value = start.usecs();
+    pass(TIMEX::kCheckInterval - 1, kHour);
+    EXPECT_EQ(start.usecs(), value);
+    pass(1);
+    EXPECT_EQ(start.usecs(), value + kHour);
+}
+
+TEST_F(TIMEXClock, DurationsAndEmptyValuesStayPut) {
+    TIMEX point(TIMEBASE::timeGet());
+    TIMEX duration(90 * kSec, TIMEX::kRelative);
+    TIMEX empty;
+    pass(kSec, -kHour);
+    EXPECT_EQ(point.usecs(), 970581909 * kSec - kHour);
+    EXPECT_EQ(duration.usecs(), 90 * kSec);
+    EXPECT_EQ(empty.usecs(), 0);
+    TIMEX copy(point);
+    EXPECT_EQ(copy, point);
+    pass(kSec, kHour);
+    EXPECT_EQ(copy, point);
+    EXPECT_EQ(copy.usecs(), 970581909 * kSec);
+}
+
+TEST_F(TIMEXClock, OperatorsAndFields) {
+    TIMEX a(100 * kSec);
+    TIMEX b(a);
+    b += 5 * kSec;
+    EXPECT_LT(a, b);
+    EXPECT_GT(b, 100 * kSec);
+    EXPECT_EQ(b - a, 5 * kSec);
+    EXPECT_EQ(a + kSec, 101 * kSec);
+    EXPECT_EQ(b - kSec, 104 * kSec);
+    b -= 5 * kSec;
+    EXPECT_TRUE(a == b);
+    TIMEX when(970581909 * kSec + 25);
+    EXPECT_EQ(when.year(true), 2000u);
+    EXPECT_EQ(when.month(true), 10u);
+    EXPECT_EQ(when.day(true), 3u);
+    EXPECT_EQ(when.weekday(true), 2u);
+    EXPECT_EQ(when.hour(true), 14u);
+    EXPECT_EQ(when.minute(true), 5u);
+    EXPECT_EQ(when.second(true), 9u);
+    EXPECT_EQ(when.microsecond(true), 25u);
+    TIMEX none;
+    EXPECT_EQ(none.year(true), 0u);
+}
+
+TEST(TIMEX, LiveListFollowsConstructionAndDestruction) {
+    size_t before = TIMEX::count();
+    {
+        TIMEX a, b(5);
+        TIMEX c(a);
+        EXPECT_EQ(TIMEX::count(), before + 3);
+        auto *d = new TIMEX(7);
+        EXPECT_EQ(TIMEX::count(), before + 4);
+        delete d;
+        EXPECT_EQ(TIMEX::count(), before + 3);
+    }
+    EXPECT_EQ(TIMEX::count(), before);
+}
+
+// Objects come and go on several threads while others read and the clock jumps: the list and
+// the values stay consistent (the sanitizer build looks for races and leaks).
+TEST(TIMEX, ThreadsCreateReadAndDestroy) {
+    size_t before = TIMEX::count();
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; t++) {
+        threads.emplace_back([&stop] {
+            while (!stop) {
+                TIMEX mine(TIMEBASE::timeGet());
+                TIMEX other(mine);
+                EXPECT_GE(other.usecs(), 0);
+                other = 5;
+            }
+        });
+    }
+    for (int i = 0; i < 200; i++) {
+        TIMEX::clockCheck();
+        std::this_thread::yield();
+    }
+    stop = true;
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(TIMEX::count(), before);
+}
+
+} // namespace
