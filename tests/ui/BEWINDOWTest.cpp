@@ -39,7 +39,32 @@ private slots:
         QVERIFY(window.isAncestorOf(window.messageView()));
     }
 
-    // The whole program path: start, the loop, a "quit" command from a worker, stop.
+    // A worker's alert is queued for the interface thread; the worker does not wait for it.
+    void workerAlertDoesNotBlock() {
+        QTHOST host;
+        ALERT::sinkSet(&host);
+        auto begun = std::chrono::steady_clock::now();
+        std::thread worker([] { ALERT::show("Couldn't open help file."); });
+        worker.join();
+        QVERIFY(std::chrono::steady_clock::now() - begun < std::chrono::seconds(2));
+        QString shown;
+        QTimer closer;
+        connect(&closer, &QTimer::timeout, [&] {
+            for (QWidget *top : QApplication::topLevelWidgets()) {
+                auto *box = qobject_cast<QMessageBox *>(top);
+                if (box != nullptr && box->isVisible()) {
+                    shown = box->text();
+                    box->accept();
+                }
+            }
+        });
+        closer.start(20);
+        QTRY_COMPARE(shown, QStringLiteral("Couldn't open help file."));
+        ALERT::sinkSet(nullptr);
+    }
+
+    // The whole program path: start, the loop, a "quit" command from a worker, stop. Runs
+    // last: the application has quit afterwards.
     void quitCommandHoldsWorkersAndEndsTheLoop() {
         QTHOST host;
         BEAPP app(&host);
@@ -65,31 +90,6 @@ private slots:
         QVERIFY(!window->isVisible());
         app.stop();
         QCOMPARE(THREAD::count(), size_t(0));
-    }
-
-    // A worker's alert is queued for the interface thread; the worker does not wait for it.
-    void workerAlertDoesNotBlock() {
-        QTHOST host;
-        ALERT::sinkSet(&host);
-        auto begun = std::chrono::steady_clock::now();
-        std::thread worker([] { ALERT::show("Couldn't open help file."); });
-        worker.join();
-        QVERIFY(std::chrono::steady_clock::now() - begun < std::chrono::seconds(2));
-        QString shown;
-        QTimer closer;
-        connect(&closer, &QTimer::timeout, [&] {
-            for (QWidget *top : QApplication::topLevelWidgets()) {
-                qInfo("top %s visible %d", top->metaObject()->className(), top->isVisible());
-                auto *box = qobject_cast<QMessageBox *>(top);
-                if (box != nullptr && box->isVisible()) {
-                    shown = box->text();
-                    box->accept();
-                }
-            }
-        });
-        closer.start(20);
-        QTRY_COMPARE(shown, QStringLiteral("Couldn't open help file."));
-        ALERT::sinkSet(nullptr);
     }
 };
 
