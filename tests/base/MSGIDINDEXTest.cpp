@@ -1,0 +1,174 @@
+// The Message-ID index behind DISKFILE::query: kept true through every file operation.
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <vector>
+
+#include "base/DISKFILE.h"
+#include "base/MSGIDINDEX.h"
+#include "tests/base/DISKFILETestUtil.h"
+
+namespace {
+
+using filetest::freshDir;
+
+const char *const kMime = "text/x-vellowick";
+
+std::string predicate(const std::string &msgid) {
+    char text[512];
+    snprintf(text, sizeof(text), "((%s==\"%s\")&&(BEOS:TYPE==\"%s\"))", MSGIDINDEX::kAttribute,
+             msgid.c_str(), kMime);
+    return text;
+}
+
+class MSGIDINDEXTest : public testing::Test {
+protected:
+    std::string store = freshDir("store");
+    int64_t device = -1;
+    DISKFILE file;
+
+    void SetUp() override {
+        MSGIDINDEX::rootSet(store.c_str());
+        std::filesystem::create_directories(store + "/news/a");
+        std::filesystem::create_directories(store + "/news/b");
+        struct stat info {};
+        stat(store.c_str(), &info);
+        device = int64_t(info.st_dev);
+    }
+
+    void message(const std::string &path, const std::string &msgid, const char *mime = kMime) {
+        ASSERT_EQ(file.create(path.c_str(), DISKFILE::kReadWrite), DISKFILE::kSuccess);
+        size_t count = 0;
+        ASSERT_EQ(file.mimeSet(mime), DISKFILE::kSuccess);
+        ASSERT_EQ(file.attrWrite(MSGIDINDEX::kAttribute, DISKFILE::kTypeString, 0, msgid.c_str(),
+                                 msgid.size() + 1, &count),
+                  DISKFILE::kSuccess);
+        file.close();
+    }
+
+    std::vector<std::string> find(const std::string &msgid,
+                                  DISKFILE::ERROR expected = DISKFILE::kSuccess) {
+        std::vector<std::string> hits;
+        auto record = [](void *data, const DISKFILE::ENTRY &entry) {
+            static_cast<std::vector<std::string> *>(data)->push_back(entry.path);
+            return true;
+        };
+        EXPECT_EQ(file.query(device, predicate(msgid).c_str(), record, &hits), expected);
+        std::sort(hits.begin(), hits.end());
+        return hits;
+    }
+    using PATHS = std::vector<std::string>;
+};
+
+TEST_F(MSGIDINDEXTest, StaysTrueThroughWriteRenameMoveCopyTrashAndErase) {
+    std::string a = store + "/news/a/VM000001.vmf";
+    message(a, "<one@example.invalid>");
+    message(store + "/news/a/VM000002.vmf", "<two@example.invalid>");
+    EXPECT_EQ(find("<one@example.invalid>"), PATHS{a});
+
+    std::string renamed = store + "/news/a/VM000003.vmf";
+    ASSERT_EQ(file.rename(a.c_str(), renamed.c_str()), DISKFILE::kSuccess);
+    EXPECT_EQ(find("<one@example.invalid>"), PATHS{renamed});
+
+    std::string moved = store + "/news/b/VM000001.vmf";
+    ASSERT_EQ(file.move(renamed.c_str(), moved.c_str()), DISKFILE::kSuccess);
+    EXPECT_EQ(find("<one@example.invalid>"), PATHS{moved});
+
+    std::string copied = store + "/news/a/VM000009.vmf";
+    ASSERT_EQ(file.copy(moved.c_str(), copied.c_str()), DISKFILE::kSuccess);
+    EXPECT_EQ(find("<one@example.invalid>"), (PATHS{copied, moved}));
+
+    ASSERT_EQ(file.trash(copied.c_str()), DISKFILE::kSuccess);
+    EXPECT_EQ(find("<one@example.invalid>"), PATHS{moved});
+
+    std::string folder = store + "/news/c";
+    ASSERT_EQ(file.dirRename((store + "/news/b").c_str(), folder.c_str()), DISKFILE::kSuccess);
+    EXPECT_EQ(find("<one@example.invalid>"), PATHS{folder + "/VM000001.vmf"});
+
+    // A new value replaces the old one; erasing the attribute or the file forgets it.
+    ASSERT_EQ(file.open((folder + "/VM000001.vmf").c_str(), DISKFILE::kReadWrite),
+              DISKFILE::kSuccess);
+    size_t count = 0;
+    ASSERT_EQ(
+        file.attrWrite(MSGIDINDEX::kAttribute, DISKFILE::kTypeString, 0, "<new@x>", 8, &count),
+        DISKFILE::kSuccess);
+    file.close();
+    EXPECT_EQ(find("<one@example.invalid>"), PATHS{});
+    EXPECT_EQ(find("<new@x>"), PATHS{folder + "/VM000001.vmf"});
+    ASSERT_EQ(file.erase((folder + "/VM000001.vmf").c_str()), DISKFILE::kSuccess);
+    EXPECT_EQ(find("<new@x>"), PATHS{});
+    ASSERT_EQ(file.dirObliterate((store + "/news/a").c_str()), DISKFILE::kSuccess);
+    EXPECT_EQ(find("<two@example.invalid>"), PATHS{});
+    EXPECT_EQ(MSGIDINDEX::count(), 0);
+}
+
+TEST_F(MSGIDINDEXTest, HitsAreCheckedAgainstTheFiles) {
+    std::string gone = store + "/news/a/gone.vmf";
+    std::string plain = store + "/news/a/plain.vmf";
+    message(gone, "<same@x>");
+    message(plain, "<same@x>", "text/plain");
+    int64_t rows = MSGIDINDEX::count();
+    // Deleted behind the program's back: not reported, and the row goes.
+    ASSERT_EQ(unlink(gone.c_str()), 0);
+    EXPECT_EQ(find("<same@x>"), PATHS{});
+    EXPECT_EQ(MSGIDINDEX::count(), rows - 1) << "the wrong type keeps its row";
+    ASSERT_EQ(setxattr(plain.c_str(), "user.mime_type", kMime, strlen(kMime), 0), 0);
+    EXPECT_EQ(find("<same@x>"), PATHS{plain});
+    EXPECT_EQ(find("<other@x>"), PATHS{});
+}
+
+TEST_F(MSGIDINDEXTest, MissingOrBrokenIndexIsRebuiltByAScan) {
+    std::string known = store + "/news/a/known.vmf";
+    message(known, "<scan@x>");
+    // Written behind the program's back: only a scan can find it.
+    std::string outside = store + "/news/b/outside.vmf";
+    filetest::writeRaw(outside, "");
+    std::string raw = std::string("CSTR<scan@x>") + '\0';
+    ASSERT_EQ(setxattr(outside.c_str(), "user.VELLOWICK:msgid", raw.data(), raw.size(), 0), 0);
+    ASSERT_EQ(setxattr(outside.c_str(), "user.mime_type", kMime, strlen(kMime), 0), 0);
+    EXPECT_EQ(find("<scan@x>"), PATHS{known});
+
+    ASSERT_EQ(unlink(MSGIDINDEX::location().c_str()), 0);
+    EXPECT_EQ(find("<scan@x>"), (PATHS{known, outside}));
+    EXPECT_TRUE(filetest::exists(MSGIDINDEX::location()));
+
+    MSGIDINDEX::close();
+    for (const char *suffix : {"-wal", "-shm"})
+        unlink((MSGIDINDEX::location() + suffix).c_str());
+    filetest::writeRaw(MSGIDINDEX::location(), std::string(8192, 'g'));
+    EXPECT_EQ(find("<scan@x>"), (PATHS{known, outside}));
+
+    EXPECT_TRUE(MSGIDINDEX::remove());
+    EXPECT_FALSE(filetest::exists(MSGIDINDEX::location()));
+}
+
+TEST_F(MSGIDINDEXTest, OnlyIndexedConjunctionsAreAnswered) {
+    message(store + "/news/a/1.vmf", "<q@x>");
+    message(store + "/news/a/2.vmf", "<q@x>");
+    auto none = [](void *, const DISKFILE::ENTRY &) { return true; };
+    const char *refused[] = {
+        "(VELLOWICK:subject==\"hello\")",
+        "((VELLOWICK:msgid==\"<q@x>\")||(BEOS:TYPE==\"text/x-vellowick\"))",
+        "(VELLOWICK:msgid!=\"<q@x>\")",
+        "((VELLOWICK:msgid==\"<q@x>\")",
+        "",
+    };
+    for (const char *text : refused)
+        EXPECT_EQ(file.query(device, text, none, nullptr), DISKFILE::kPathInvalid) << text;
+    EXPECT_EQ(file.query(device, "VELLOWICK:msgid==\"<q@x>\"", none, nullptr), DISKFILE::kSuccess);
+    auto stop = [](void *data, const DISKFILE::ENTRY &) {
+        ++*static_cast<int *>(data);
+        return false;
+    };
+    int calls = 0;
+    EXPECT_EQ(file.query(device, predicate("<q@x>").c_str(), stop, &calls),
+              DISKFILE::kIterationAborted);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(find("<q@x>").size(), 2u);
+}
+
+} // namespace
