@@ -6,6 +6,9 @@
 #include <strings.h>
 
 #include "app/APPHOST.h"
+#include "app/INITFILE.h"
+#include "app/SETTINGS.h"
+#include "base/ALERT.h"
 #include "base/CONSOLE.h"
 #include "base/THREAD.h"
 
@@ -19,6 +22,8 @@ bool appStarted = false;
 const BEAPP::STEP BEAPP::kSteps[] = {
     {"help files", &BEAPP::_helpCheck, nullptr},
     {"threads", &BEAPP::_threadStart, &BEAPP::_threadStop},
+    {"file types", &BEAPP::_typesInstall, nullptr},
+    {"settings", &BEAPP::initStart, &BEAPP::initStop},
     {"main window", &BEAPP::_windowCreate, nullptr},
     {"running", &BEAPP::_running, &BEAPP::_holdAndStopWorkers},
 };
@@ -74,7 +79,38 @@ void BEAPP::stop() {
 }
 
 bool BEAPP::uninstall() {
+    return INITFILE::mimeUninstall();
+}
+
+bool BEAPP::initStart() {
+    // A start begins from the compiled-in values; the file then overwrites them.
+    SETTINGS::reset();
+    INITFILE file;
+    int32_t result = file.read(SETTINGS::sections, nullptr);
+    if (result == DISKFILE::kSuccess) {
+        SETTINGS::afterRead();
+        return true;
+    }
+    if (result != DISKFILE::kNotFound)
+        return false;
+    if (file.writeDefault(SETTINGS::sections, nullptr) != DISKFILE::kSuccess)
+        return false;
+    initMessage();
     return true;
+}
+
+void BEAPP::initMessage() {
+    ALERT::showf("Welcome to %s!\n\nIt appears that this is the first time the program is being "
+                 "run.  Please see the Help menu for configuration information and guidance.",
+                 appName);
+}
+
+void BEAPP::initStop() {
+    // Only a complete start may write: a half-started program never overwrites the settings.
+    if (!appStarted)
+        return;
+    INITFILE file;
+    file.write(SETTINGS::sections, nullptr);
 }
 
 bool BEAPP::_helpCheck() {
@@ -87,6 +123,12 @@ bool BEAPP::_threadStart() {
 
 void BEAPP::_threadStop() {
     THREAD::stop();
+}
+
+// Every start, so types removed by "/uninstall" come back; results deliberately ignored.
+bool BEAPP::_typesInstall() {
+    INITFILE::mimeInstall();
+    return true;
 }
 
 bool BEAPP::_windowCreate() {

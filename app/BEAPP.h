@@ -26,7 +26,13 @@ public:
     void run();
     // Runs every stop step in reverse order; safe after a partial start or none.
     void stop();
+    // Removes the file types and the Message-ID index; true when all of them went.
     bool uninstall();
+    // Reads the settings file; on the first run writes the default one and welcomes the user.
+    bool initStart();
+    void initMessage();
+    // Merges the settings back into their file, only after a complete start.
+    void initStop();
 
     // Number of start steps that succeeded in the last start().
     size_t stepsStarted() const { return fStepsStarted; }
@@ -46,6 +52,7 @@ private:
     bool _helpCheck();
     bool _threadStart();
     void _threadStop();
+    bool _typesInstall();
     bool _windowCreate();
     bool _running();
     void _holdAndStopWorkers();
