@@ -6,6 +6,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <ostream>
 #include <string>
 #include <sys/socket.h>
 #include <thread>
@@ -31,6 +32,10 @@ struct QuadCase {
     const char *text;
     uint32_t address;
 };
+
+void PrintTo(const QuadCase &c, std::ostream *os) {
+    *os << c.name;
+}
 
 class InetAddr : public testing::TestWithParam<QuadCase> {};
 
@@ -78,6 +83,10 @@ struct HostCase {
     bool valid;
 };
 
+void PrintTo(const HostCase &c, std::ostream *os) {
+    *os << c.name;
+}
+
 class HostnameCheck : public testing::TestWithParam<HostCase> {};
 
 TEST_P(HostnameCheck, Judges) {
@@ -104,6 +113,10 @@ struct CleanCase {
     unsigned long size;
     std::string clean;
 };
+
+void PrintTo(const CleanCase &c, std::ostream *os) {
+    *os << c.name;
+}
 
 class HostnameClean : public testing::TestWithParam<CleanCase> {};
 
@@ -229,6 +242,10 @@ struct LineCase {
     std::vector<std::string> lines;
     const char *overflows; // per line: '-' or the overflow byte
 };
+
+void PrintTo(const LineCase &c, std::ostream *os) {
+    *os << c.name;
+}
 
 class NetworkLines : public NetworkConnection, public testing::WithParamInterface<LineCase> {};
 
