@@ -1,0 +1,165 @@
+// Message files in the storage tree: the temporary file, filing, sent messages, counts.
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "app/BARNINFO.h"
+#include "base/ALERT.h"
+#include "base/STR.h"
+#include "base/TEXTFILE.h"
+#include "message/VMSG.h"
+#include "storage/BARN.h"
+#include "storage/BARNFILE.h"
+
+namespace {
+using PATH = char[BARNINFO::kPathSize];
+
+// Downloaded articles take the large downward range of file numbers; messages the user
+// files (sent messages) take the upward one.
+constexpr int32_t kDownloadNumbers = VMSG::kNumberDown;
+constexpr int32_t kLocalNumbers = VMSG::kNumberUp;
+
+// The temporary message file: the file name of number 0 in the "news" directory.
+void tempPath(char *path, unsigned long size) {
+    char leaf[BARNINFO::kPathSize];
+    VMSG::filename(leaf, 0, sizeof(leaf));
+    BARNINFO::pathStorage(path, size);
+    BARNINFO::pathAppend(path, size, leaf);
+}
+
+// Paths of the regular files directly in a directory.
+std::vector<std::string> regularFiles(const char *path) {
+    std::vector<std::string> found;
+    DISKFILE file;
+    file.dirIterate(
+        path,
+        [](void *data, const DISKFILE::ENTRY &entry) {
+            if (entry.type == DISKFILE::kEntryFile)
+                static_cast<std::vector<std::string> *>(data)->emplace_back(entry.path);
+            return true;
+        },
+        &found);
+    return found;
+}
+} // namespace
+
+bool BARN::messageCreate(TEXTFILE *file) {
+    PATH path;
+    tempPath(path, sizeof(path));
+    DISKFILE::ERROR error = VMSG::fileCreate(file, path, 0);
+    if (error != DISKFILE::kSuccess) {
+        BARNFILE::alert("Couldn't create message file", path, error);
+        return false;
+    }
+    return true;
+}
+
+bool BARN::messageMove(long long number, bool read) {
+    PATH from, to;
+    tempPath(from, sizeof(from));
+    NODE copy;
+    bool notify = false;
+    {
+        CRITSECT_HOLD hold(fLock);
+        NODE *node = _findLocked(number);
+        if (node == nullptr || node->parent == nullptr || !node->holdsMessages)
+            return false;
+        char name[BARNINFO::kPathSize] = "";
+        uint32_t last = node->type == NODETYPE::Newsgroup ? node->group.nextFile : 0;
+        if (!VMSG::filenameResolve(node->path, kDownloadNumbers, &last, name, sizeof(name))) {
+            BARNFILE::alert("Couldn't move message file", node->path, DISKFILE::kFileExists);
+            return false;
+        }
+        STR::copy(to, node->path, sizeof(to));
+        BARNINFO::pathAppend(to, sizeof(to), name);
+        DISKFILE file;
+        DISKFILE::ERROR error = file.rename(from, to);
+        if (error != DISKFILE::kSuccess) {
+            BARNFILE::alert("Couldn't move message file", from, error);
+            return false;
+        }
+        nodeCopy(&copy, node);
+        if (node->type == NODETYPE::Newsgroup)
+            copy.group.nextFile = last;
+        if (!read && copy.unread < kUnreadMax)
+            ++copy.unread;
+        // Kept on disk at once, so the count and the number hint survive a crash; a failed
+        // write (shown by nodeAttrWrite) leaves the tree as it was, the file stays filed.
+        if (nodeCompare(&copy, node) || !nodeAttrWrite(&copy))
+            return true;
+        notify = copy.unread != node->unread;
+        nodeCopy(node, &copy);
+    }
+    if (notify)
+        _notify(copy);
+    return true;
+}
+
+bool BARN::messageSent(const char *path) {
+    long long outbox = kNodeNone, sent = kNodeNone;
+    NODE sentNode;
+    if (!folderFixedNode(FIXEDFOLDER::Outbox, &outbox) ||
+        !folderFixedNode(FIXEDFOLDER::Sent, &sent) || !nodeRead(&sentNode, sent))
+        return false;
+    bool read = true;
+    VMSG::fileIsRead(path, &read);
+    char name[BARNINFO::kPathSize] = "";
+    uint32_t last;
+    {
+        CRITSECT_HOLD hold(fLock);
+        last = fSentLast;
+    }
+    if (!VMSG::filenameResolve(sentNode.path, kLocalNumbers, &last, name, sizeof(name))) {
+        ALERT::show("Could not move message file to 'Sent Messages' because it contains too "
+                    "many files!  Clean out the folder before sending any more messages.");
+        return false;
+    }
+    {
+        CRITSECT_HOLD hold(fLock);
+        fSentLast = last;
+    }
+    PATH to;
+    STR::copy(to, sentNode.path, sizeof(to));
+    BARNINFO::pathAppend(to, sizeof(to), name);
+    DISKFILE file;
+    DISKFILE::ERROR error = file.rename(path, to);
+    if (error != DISKFILE::kSuccess) {
+        BARNFILE::alert("Couldn't move sent message file", path, error);
+        return false;
+    }
+    if (!read) {
+        nodeUnreadCount(outbox, -1, 1);
+        nodeUnreadCount(sent, 1, 1);
+    }
+    return true;
+}
+
+unsigned long BARN::serverUploadCount(long long server) {
+    long long outbox = kNodeNone;
+    NODE node;
+    if (!nodeRead(&node, server) || node.type != NODETYPE::Server ||
+        !folderFixedNode(FIXEDFOLDER::Outbox, &outbox) || !nodeRead(&node, outbox))
+        return 0;
+    unsigned long count = 0;
+    for (const std::string &file : regularFiles(node.path)) {
+        VMSG::DATA data;
+        if (VMSG::fileData(&data, file.c_str()) && data.postServer == server)
+            ++count;
+    }
+    return count;
+}
+
+bool BARN::nodeUpdate(long long number) {
+    NODE node;
+    if (!nodeRead(&node, number) || !node.holdsMessages)
+        return false;
+    unsigned long unread = 0;
+    for (const std::string &file : regularFiles(node.path)) {
+        bool read = true;
+        if (VMSG::fileIsRead(file.c_str(), &read) && !read)
+            ++unread;
+    }
+    node.unread = uint32_t(std::min<unsigned long>(unread, kUnreadMax));
+    return nodeSave(&node);
+}
