@@ -1,0 +1,154 @@
+// Paths of the data directory and the accessors of the storage and signature settings.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "app/BARNINFO.h"
+#include "app/PATHMGR.h"
+#include "app/SETTINGS.h"
+#include "tests/support/TestHome.h"
+
+namespace {
+using PATHFUNC = void (*)(char *, unsigned long);
+
+struct PATHCASE {
+    const char *name;
+    PATHFUNC build;
+    const char *expected; // below the root
+};
+
+const PATHCASE kPathCases[] = {
+    {"saved", BARNINFO::pathSaved, "/saved"},
+    {"storage", BARNINFO::pathStorage, "/news"},
+    {"drafts", BARNINFO::pathDrafts, "/news/Drafts"},
+    {"outbox", BARNINFO::pathOutbox, "/news/Outbox"},
+    {"sent", BARNINFO::pathSent, "/news/Sent Messages"},
+    {"servers", BARNINFO::pathServers, "/news/Servers"},
+    {"killfile", BARNINFO::pathKillfile, "/news/killfile.txt"},
+    {"transfer_log", BARNINFO::pathTransferLog, "/news/NNTP.log"},
+    {"temp", BARNINFO::pathTemp, "/news/temp"},
+    {"html", BARNINFO::pathHTML, "/news/temp/temp.utf8"},
+    {"server", [](char *b, unsigned long s) { BARNINFO::pathServer("ISP News", b, s); },
+     "/news/Servers/ISP News"},
+    {"server_ini", [](char *b, unsigned long s) { BARNINFO::pathServerINI("ISP", b, s); },
+     "/news/Servers/ISP/Server"},
+    {"list", [](char *b, unsigned long s) { BARNINFO::pathList("ISP", b, s); },
+     "/news/Servers/ISP/Newsgroups"},
+    {"list_txt", [](char *b, unsigned long s) { BARNINFO::pathListTXT("ISP", b, s); },
+     "/news/Servers/ISP/Newsgroups.txt"},
+    {"list_bak", [](char *b, unsigned long s) { BARNINFO::pathListBAK("ISP", b, s); },
+     "/news/Servers/ISP/Newsgroups.bak"},
+    {"group", [](char *b, unsigned long s) { BARNINFO::pathGroup("ISP", "comp.lang.c", b, s); },
+     "/news/Servers/ISP/comp.lang.c"},
+};
+
+class BarnPath : public testing::TestWithParam<PATHCASE> {
+protected:
+    void TearDown() override { SETTINGS::reset(); }
+};
+
+TEST_P(BarnPath, BuiltBelowTheRootWithOneSlash) {
+    for (const char *root : {"/data/vw", "/data/vw/"}) {
+        std::strcpy(SETTINGS::storage.path, root);
+        char path[BARNINFO::kPathSize];
+        GetParam().build(path, sizeof path);
+        EXPECT_EQ(std::string(path), std::string("/data/vw") + GetParam().expected) << root;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(BarnInfo, BarnPath, testing::ValuesIn(kPathCases),
+                         [](const testing::TestParamInfo<PATHCASE> &info) {
+                             return std::string(info.param.name);
+                         });
+
+TEST(BarnInfo, LongPathsAreCutAtTheBuffer) {
+    std::string root = "/" + std::string(78, 'r');
+    std::strcpy(SETTINGS::storage.path, root.c_str());
+    char path[BARNINFO::kPathSize];
+    std::string group(200, 'g');
+    BARNINFO::pathGroup(std::string(100, 's').c_str(), group.c_str(), path, sizeof path);
+    EXPECT_EQ(std::strlen(path), BARNINFO::kPathMax);
+    EXPECT_EQ(std::string(path).substr(0, root.size() + 14), root + "/news/Servers/");
+    char tiny[5];
+    BARNINFO::pathDrafts(tiny, sizeof tiny);
+    EXPECT_STREQ(tiny, "/rrr");
+    SETTINGS::reset();
+}
+
+TEST(BarnInfo, DefaultsFollowTheHomeDirectory) {
+    SETTINGS::reset();
+    EXPECT_EQ(std::string(SETTINGS::storage.path), testhome::path() + "/VellowickData");
+    EXPECT_EQ(std::string(SETTINGS::storage.savePath), testhome::path());
+    EXPECT_EQ(std::string(SETTINGS::signature.filename), testhome::path() + "/sig.txt");
+    EXPECT_STREQ(pathMgr.pathHome(), testhome::path().c_str());
+    EXPECT_EQ(std::string(pathMgr.prefDir()), testhome::path() + "/.config");
+}
+
+struct LIMITCASE {
+    bool limit;
+    uint32_t articles;
+    uint32_t headers;
+    unsigned long maxArticles;
+    unsigned long maxHeaders;
+};
+
+TEST(BarnInfo, DownloadMaximum) {
+    const LIMITCASE cases[] = {
+        {true, 200, 300, 200, 300},
+        {true, 0, 300, 20'000'000, 300},
+        {false, 200, 300, 20'000'000, 20'000'000},
+        {true, 50000, 0, 50000, 20'000'000},
+    };
+    for (const LIMITCASE &c : cases) {
+        SETTINGS::storage.downloadLimit = c.limit;
+        SETTINGS::storage.downloadArticles = c.articles;
+        SETTINGS::storage.downloadHeaders = c.headers;
+        EXPECT_EQ(BARNINFO::downloadMax(true), c.maxArticles) << c.articles;
+        EXPECT_EQ(BARNINFO::downloadMax(false), c.maxHeaders) << c.headers;
+    }
+    SETTINGS::reset();
+}
+
+TEST(BarnInfo, SavePathKeepsItsLimitAndIgnoresEmpty) {
+    BARNINFO::savePathSet("/srv/files/");
+    char path[BARNINFO::kPathSize];
+    BARNINFO::savePathGet(path, sizeof path);
+    EXPECT_STREQ(path, "/srv/files");
+    BARNINFO::savePathSet("");
+    BARNINFO::savePathGet(path, sizeof path);
+    EXPECT_STREQ(path, "/srv/files");
+    BARNINFO::savePathSet(("/" + std::string(299, 'x')).c_str());
+    EXPECT_EQ(std::strlen(SETTINGS::storage.savePath), SETTINGS::kSavePathMax);
+    SETTINGS::reset();
+}
+
+TEST(BarnInfo, SignatureRules) {
+    bool reply = true;
+    SETTINGS::signature.enabled = false;
+    SETTINGS::signature.reply = true;
+    EXPECT_EQ(BARNINFO::sigFile(&reply), nullptr);
+    EXPECT_FALSE(reply);
+
+    SETTINGS::signature.enabled = true;
+    EXPECT_EQ(std::string(BARNINFO::sigFile(&reply)), testhome::path() + "/sig.txt");
+    EXPECT_TRUE(reply);
+
+    SETTINGS::signature.filename[0] = '\0';
+    EXPECT_EQ(BARNINFO::sigFile(&reply), nullptr);
+    EXPECT_FALSE(reply);
+    EXPECT_FALSE(SETTINGS::signature.enabled) << "an empty file name switches it off";
+    EXPECT_FALSE(SETTINGS::signature.reply);
+    SETTINGS::reset();
+}
+
+TEST(BarnInfo, DownloadDefaultAndRetention) {
+    SETTINGS::reset();
+    EXPECT_EQ(BARNINFO::downloadGet(), GROUPDOWNLOAD::HeadersOnly);
+    BARNINFO::downloadSet(GROUPDOWNLOAD::HeadersAndBodies);
+    EXPECT_EQ(SETTINGS::storage.downloadDefault, 3u);
+    EXPECT_EQ(BARNINFO::messageRetention(), 10);
+    EXPECT_EQ(BARNINFO::charsetGet(), IMsg::CharsetISO1);
+    SETTINGS::reset();
+}
+} // namespace

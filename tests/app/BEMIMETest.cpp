@@ -1,0 +1,118 @@
+// Installing file types into the desktop's MIME database and removing them again.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "app/BEMIME.h"
+#include "app/INITFILE.h"
+#include "app/PATHMGR.h"
+#include "base/DISKFILE.h"
+
+namespace {
+std::string fileText(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+const char *const kExtensions[] = {"vtst", nullptr};
+const BEMIME::ATTRINFO kAttributes[] = {
+    {"TEST:name", "Name", DISKFILE::kTypeString, true, false, 100, BEMIME::kAlignLeft, false},
+    {nullptr, nullptr, 0, false, false, 0, BEMIME::kAlignLeft, false},
+};
+const BEMIME::FILETYPE kType = {
+    .icon = "text-x-generic",
+    .mimeType = "text/x-vellowick-test",
+    .shortDescription = "Test <file> & more",
+    .longDescription = "A type for tests",
+    .extensions = kExtensions,
+    .attributes = kAttributes,
+};
+
+// Runs with the PATH given (the database tool found or not) for one scope.
+class PATHSET {
+public:
+    explicit PATHSET(const char *path) : fOld(std::getenv("PATH")) { setenv("PATH", path, 1); }
+    ~PATHSET() { setenv("PATH", fOld.c_str(), 1); }
+
+private:
+    std::string fOld;
+};
+
+TEST(BeMime, InstallWritesAPackageOnceAndUninstallRemovesIt) {
+    std::string package = BEMIME::packagePath(kType.mimeType);
+    EXPECT_EQ(package, std::string(pathMgr.dataDir()) +
+                           "/mime/packages/vellowick-text-x-vellowick-test.xml");
+    ASSERT_TRUE(BEMIME::install(&kType));
+    EXPECT_TRUE(BEMIME::installed(&kType));
+    EXPECT_EQ(fileText(package),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+              "<mime-info xmlns=\"http://www.freedesktop.org/standards/shared-mime-info\">\n"
+              "  <mime-type type=\"text/x-vellowick-test\">\n"
+              "    <comment>Test &lt;file&gt; &amp; more</comment>\n"
+              "    <sub-class-of type=\"text/plain\"/>\n"
+              "    <generic-icon name=\"text-x-generic\"/>\n"
+              "    <glob pattern=\"*.vtst\"/>\n"
+              "  </mime-type>\n"
+              "</mime-info>\n");
+
+    // An installed type is left as the user or an earlier run left it.
+    std::ofstream(package, std::ios::app) << "<!-- edited -->\n";
+    std::string edited = fileText(package);
+    ASSERT_TRUE(BEMIME::install(&kType));
+    EXPECT_EQ(fileText(package), edited);
+
+    ASSERT_TRUE(BEMIME::uninstall(&kType));
+    EXPECT_FALSE(BEMIME::installed(&kType));
+    EXPECT_FALSE(std::filesystem::exists(package));
+    EXPECT_TRUE(BEMIME::uninstall(&kType)) << "removing a missing type is no failure";
+}
+
+TEST(BeMime, DatabaseIsCompiledWhenTheToolIsThere) {
+    if (std::system("command -v update-mime-database >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "update-mime-database is not installed";
+    ASSERT_TRUE(INITFILE::mimeInstall());
+    std::string compiled = std::string(pathMgr.dataDir()) + "/mime/text/x-initialization.xml";
+    EXPECT_TRUE(std::filesystem::exists(compiled));
+    ASSERT_TRUE(INITFILE::mimeUninstall());
+    EXPECT_FALSE(std::filesystem::exists(compiled));
+}
+
+TEST(BeMime, MissingToolIsNoFailure) {
+    std::string empty = std::string(pathMgr.dataDir()) + "/no-tools";
+    std::filesystem::create_directories(empty);
+    PATHSET path(empty.c_str());
+    const BEMIME::FILETYPE bare = {.mimeType = "application/x-vnd.Be.URL.telnet"};
+    ASSERT_TRUE(BEMIME::install(&bare));
+    EXPECT_EQ(fileText(BEMIME::packagePath(bare.mimeType)),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+              "<mime-info xmlns=\"http://www.freedesktop.org/standards/shared-mime-info\">\n"
+              "  <mime-type type=\"application/x-vnd.Be.URL.telnet\"/>\n"
+              "</mime-info>\n");
+    EXPECT_TRUE(BEMIME::uninstall(&bare));
+}
+
+TEST(BeMime, OnlyTheMessageIdCanBeIndexed) {
+    const BEMIME::ATTRINFO indexed[] = {
+        {"VELLOWICK:msgid", "Message ID", DISKFILE::kTypeString, true, false, 150,
+         BEMIME::kAlignLeft, true},
+        {nullptr, nullptr, 0, false, false, 0, BEMIME::kAlignLeft, false},
+    };
+    const BEMIME::ATTRINFO other[] = {
+        {"TEST:subject", "Subject", DISKFILE::kTypeString, true, false, 150, BEMIME::kAlignLeft,
+         true},
+        {nullptr, nullptr, 0, false, false, 0, BEMIME::kAlignLeft, false},
+    };
+    BEMIME::FILETYPE type = {.mimeType = "text/x-vellowick-indexed", .attributes = indexed};
+    EXPECT_TRUE(BEMIME::indexInstall(&type));
+    EXPECT_TRUE(BEMIME::indexUninstall(&type));
+    type.attributes = other;
+    EXPECT_FALSE(BEMIME::install(&type));
+    EXPECT_FALSE(BEMIME::installed(&type)) << "a failed index install installs nothing";
+}
+} // namespace

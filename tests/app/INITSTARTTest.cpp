@@ -1,0 +1,156 @@
+// The settings file at start and stop: first run, later runs, failed starts, broken files.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+
+#include "app/APPHOST.h"
+#include "app/BEAPP.h"
+#include "app/PATHMGR.h"
+#include "app/SETTINGS.h"
+#include "base/THREAD.h"
+#include "tests/support/ALERTRECORDER.h"
+
+namespace {
+const char kWelcome[] = "Welcome to Vellowick News!\n\nIt appears that this is the first time "
+                        "the program is being run.  Please see the Help menu for configuration "
+                        "information and guidance.";
+
+std::string fileText(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+void fileSet(const std::string &path, const std::string &text) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+}
+
+class HOST : public APPHOST {
+public:
+    bool windowOk = true;
+    bool helpCheck() override { return true; }
+    bool windowCreate(const char *) override { return windowOk; }
+    void run() override {}
+};
+
+class InitStart : public testing::Test {
+protected:
+    void SetUp() override {
+        // The settings file is named after the program.
+        pathMgr.progSet("/usr/bin/vellowick");
+        fPath = std::string(pathMgr.prefDir()) + "/vellowick.ini";
+        std::filesystem::remove(fPath);
+        std::filesystem::remove(std::string(pathMgr.prefDir()) + "/vellowick.bak");
+        appStarted = false;
+    }
+    void TearDown() override {
+        THREAD::stop();
+        appStarted = false;
+        SETTINGS::reset();
+    }
+
+    // One run of the program, as a new process: start, and stop whatever happened.
+    bool run(bool windowOk = true) {
+        appStarted = false;
+        HOST host;
+        host.windowOk = windowOk;
+        BEAPP app(&host);
+        bool started = app.start();
+        app.stop();
+        return started;
+    }
+
+    std::string fPath;
+    ALERTRECORDER fAlerts;
+};
+
+TEST_F(InitStart, FirstRunWritesDefaultsAndWelcomesThenLaterRunsChangeNothing) {
+    ASSERT_TRUE(run());
+    ASSERT_EQ(fAlerts.count(), 1u);
+    EXPECT_EQ(fAlerts.texts()[0], kWelcome);
+    std::string first = fileText(fPath);
+    EXPECT_EQ(first.rfind("; Vellowick News initialization file\n; Created ", 0), 0u);
+    EXPECT_NE(first.find("\nPath = " + std::string(pathMgr.pathHome()) + "/VellowickData"),
+              std::string::npos);
+
+    ASSERT_TRUE(run());
+    EXPECT_EQ(fAlerts.count(), 1u) << "no welcome the second time";
+    EXPECT_EQ(fileText(fPath), first);
+}
+
+TEST_F(InitStart, ChangedSettingsAreWrittenAtStop) {
+    ASSERT_TRUE(run());
+    appStarted = false;
+    HOST host;
+    BEAPP app(&host);
+    ASSERT_TRUE(app.start());
+    SETTINGS::message.lineLength = 60;
+    app.stop();
+    EXPECT_NE(fileText(fPath).find("\nLineLength = 60 "), std::string::npos);
+}
+
+TEST_F(InitStart, FailedStartLeavesTheFileUntouched) {
+    ASSERT_TRUE(run());
+    std::string before = fileText(fPath);
+    appStarted = false;
+    HOST host;
+    host.windowOk = false;
+    BEAPP app(&host);
+    EXPECT_FALSE(app.start());
+    SETTINGS::message.lineLength = 60;
+    app.stop();
+    EXPECT_EQ(fileText(fPath), before);
+}
+
+// Files a user might end up with: start fails with one alert and the file stays as it was.
+struct BROKENCASE {
+    const char *name;
+    std::string (*text)();
+};
+
+const BROKENCASE kBrokenCases[] = {
+    {"random_bytes",
+     [] {
+         std::mt19937 random(5);
+         std::string text(20000, '\0');
+         for (char &c : text)
+             c = char(random());
+         return text;
+     }},
+    {"one_long_line", [] { return std::string(100000, 'a'); }},
+    {"every_value_invalid",
+     [] {
+         std::string text = "[Storage]\nPath = x\nDaysToKeepMessages = many\n"
+                            "DownloadDefault = Sometimes\n[Message]\nLineLength = 4000\n"
+                            "[Colors]\nUrlFile = 1 2 999\n[View]\nColumnWidth0001 = 1\n";
+         return text;
+     }},
+    {"empty", [] { return std::string(); }},
+};
+
+class InitBroken : public InitStart, public testing::WithParamInterface<BROKENCASE> {};
+
+TEST_P(InitBroken, StartFailsWithOneAlertAndKeepsTheFile) {
+    const std::string text = GetParam().text();
+    fileSet(fPath, text);
+    EXPECT_FALSE(run());
+    ASSERT_EQ(fAlerts.count(), 1u);
+    EXPECT_EQ(fAlerts.texts()[0].rfind(
+                  "Vellowick News initialization file problem\nFilename: " + fPath + "\n", 0),
+              0u)
+        << fAlerts.texts()[0];
+    EXPECT_LE(fAlerts.texts()[0].size(), 2999u);
+    EXPECT_EQ(fileText(fPath), text);
+    EXPECT_FALSE(std::filesystem::exists(fPath + ".new"));
+}
+
+INSTANTIATE_TEST_SUITE_P(InitStart, InitBroken, testing::ValuesIn(kBrokenCases),
+                         [](const testing::TestParamInfo<BROKENCASE> &info) {
+                             return std::string(info.param.name);
+                         });
+} // namespace
