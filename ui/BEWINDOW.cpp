@@ -9,6 +9,7 @@
 #include <QStatusBar>
 #include <thread>
 
+#include "app/SETTINGS.h"
 #include "base/THREAD.h"
 
 namespace {
@@ -28,6 +29,7 @@ private:
 
 QWidget *emptyPane(const char *name) {
     auto *pane = new QWidget;
+    pane->setFocusPolicy(Qt::StrongFocus);
     pane->setObjectName(name);
     pane->setAutoFillBackground(true);
     pane->setPalette(QPalette(QColor(Qt::white)));
@@ -56,7 +58,38 @@ BEWINDOW::BEWINDOW(const char *title) {
 
     fStatusLine = new QLabel;
     statusBar()->addWidget(fStatusLine, 1);
-    resize(800, 600);
+    _frameRestore();
+    _focusRestore();
+}
+
+// The frame stored by the last quit, if there is one; a first start gets a sensible size.
+void BEWINDOW::_frameRestore() {
+    const SETTINGS::WINDOWPOSITION &stored = SETTINGS::windowPosition;
+    if (stored.right > stored.left && stored.bottom > stored.top) {
+        setGeometry(static_cast<int>(stored.left), static_cast<int>(stored.top),
+                    static_cast<int>(stored.right - stored.left),
+                    static_cast<int>(stored.bottom - stored.top));
+        return;
+    }
+    resize(kFirstWidth, kFirstHeight);
+}
+
+// The pane named by the setting gets the focus once; the setting is then spent.
+void BEWINDOW::_focusRestore() {
+    switch (SETTINGS::windowPosition.inputFocus) {
+    case SETTINGS::kFocusStorage:
+        fStoragePane->setFocus();
+        break;
+    case SETTINGS::kFocusHeaders:
+        fHeaderList->setFocus();
+        break;
+    case SETTINGS::kFocusMessage:
+        fMessageView->setFocus();
+        break;
+    default:
+        break;
+    }
+    SETTINGS::windowPosition.inputFocus = 0;
 }
 
 bool BEWINDOW::post(const MESSAGE &message) {
@@ -79,6 +112,12 @@ void BEWINDOW::MessageReceived(const MESSAGE &message) {
 
 bool BEWINDOW::QuitRequested() {
     THREAD::state(false);
+    // The settings are written by the application's stop sequence, after the loop ends.
+    QRect frame = geometry();
+    SETTINGS::windowPosition.left = static_cast<float>(frame.left());
+    SETTINGS::windowPosition.top = static_cast<float>(frame.top());
+    SETTINGS::windowPosition.right = static_cast<float>(frame.left() + frame.width());
+    SETTINGS::windowPosition.bottom = static_cast<float>(frame.top() + frame.height());
     // Give workers a moment to finish the call they are in before the loop ends.
     std::this_thread::sleep_for(std::chrono::microseconds(kQuitPauseMicros));
     QCoreApplication::quit();

@@ -17,6 +17,8 @@ public:
     static constexpr int kMinHeight = 200;
     static constexpr int kMaxWidth = 1600;
     static constexpr int kMaxHeight = 1600;
+    static constexpr int kFirstWidth = 800; // before any frame was stored
+    static constexpr int kFirstHeight = 600;
     static constexpr int kQuitPauseMicros = 100'000;
 
     explicit BEWINDOW(const char *title);
@@ -27,7 +29,8 @@ public:
     // Safe from any thread: the message is handled later on the window's thread.
     bool post(const MESSAGE &message) override;
     void MessageReceived(const MESSAGE &message);
-    // Holds the workers and asks the application to quit; true lets the window close.
+    // Holds the workers, stores the frame in the settings and asks the application to quit;
+    // true lets the window close.
     bool QuitRequested();
 
     QWidget *storagePane() const { return fStoragePane; }
@@ -39,6 +42,9 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
+    void _frameRestore();
+    void _focusRestore();
+
     QWidget *fStoragePane;
     QWidget *fHeaderList;
     QWidget *fMessageView;

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "app/BEAPP.h"
+#include "app/SETTINGS.h"
 #include "base/ALERT.h"
 #include "base/MESSAGE.h"
 #include "base/THREAD.h"
@@ -37,6 +38,25 @@ private slots:
         QVERIFY(window.isAncestorOf(window.storagePane()));
         QVERIFY(window.isAncestorOf(window.headerList()));
         QVERIFY(window.isAncestorOf(window.messageView()));
+    }
+
+    // Quitting stores the frame, so the next start opens the window where it was.
+    void frameSurvivesQuitAndRestart() {
+        SETTINGS::windowPosition = {};
+        SETTINGS::windowPosition.inputFocus = SETTINGS::kFocusHeaders;
+        {
+            BEWINDOW first(appName);
+            QCOMPARE(SETTINGS::windowPosition.inputFocus, 0u);
+            first.setGeometry(40, 50, 700, 500);
+            QVERIFY(first.QuitRequested());
+        }
+        QCOMPARE(SETTINGS::windowPosition.left, 40.0f);
+        QCOMPARE(SETTINGS::windowPosition.top, 50.0f);
+        QCOMPARE(SETTINGS::windowPosition.right, 740.0f);
+        QCOMPARE(SETTINGS::windowPosition.bottom, 550.0f);
+        BEWINDOW second(appName);
+        QCOMPARE(second.geometry(), QRect(40, 50, 700, 500));
+        SETTINGS::windowPosition = {};
     }
 
     // A worker's alert is queued for the interface thread; the worker does not wait for it.
