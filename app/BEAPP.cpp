@@ -6,6 +6,7 @@
 #include <strings.h>
 
 #include "app/APPHOST.h"
+#include "app/BEMIME.h"
 #include "app/INITFILE.h"
 #include "app/SETTINGS.h"
 #include "base/ALERT.h"
@@ -128,6 +129,7 @@ void BEAPP::_threadStop() {
 // Every start, so types removed by "/uninstall" come back; results deliberately ignored.
 bool BEAPP::_typesInstall() {
     INITFILE::mimeInstall();
+    BEMIME::linkInstall();
     return true;
 }
 

@@ -11,6 +11,7 @@
 #include "app/PATHMGR.h"
 #include "base/DISKFILE.h"
 #include "base/MSGIDINDEX.h"
+#include "base/URL.h"
 
 extern char **environ;
 
@@ -118,7 +119,8 @@ std::string BEMIME::packageText(const FILETYPE *type) {
     return text + "  </mime-type>\n</mime-info>\n";
 }
 
-bool BEMIME::install(const FILETYPE *type) {
+bool BEMIME::packageInstall(const FILETYPE *type, bool *written) {
+    *written = false;
     if (type == nullptr || type->mimeType == nullptr)
         return false;
     if (!indexInstall(type))
@@ -132,7 +134,30 @@ bool BEMIME::install(const FILETYPE *type) {
     if (INITFILE::textReplace(packagePath(type->mimeType), packageText(type), kPackageMode, nullptr,
                               nullptr, &step) != DISKFILE::kSuccess)
         return false;
-    return databaseUpdate();
+    *written = true;
+    return true;
+}
+
+bool BEMIME::install(const FILETYPE *type) {
+    bool written = false;
+    if (!packageInstall(type, &written))
+        return false;
+    return !written || databaseUpdate();
+}
+
+// One database update for all of them: the tool takes a noticeable time per run.
+bool BEMIME::linkInstall() {
+    bool done = true;
+    bool written = false;
+    for (const URL::INFO *kind = URL::info; done && kind->type != URL::TypeNone; ++kind) {
+        const FILETYPE type = {.mimeType = kind->mimeType};
+        bool wrote = false;
+        done = packageInstall(&type, &wrote);
+        written = written || wrote;
+    }
+    if (written && !databaseUpdate())
+        return false;
+    return done;
 }
 
 bool BEMIME::uninstall(const FILETYPE *type) {

@@ -50,9 +50,17 @@ public:
     static bool indexInstall(const FILETYPE *type);
     static bool indexUninstall(const FILETYPE *type);
 
+    // The bare types of the link kinds, in the order of the link table, stopping at the first
+    // that fails. They are deliberately never uninstalled.
+    static bool linkInstall();
+
     // Whether the type's package is installed, and where it is (or would be).
     static bool installed(const FILETYPE *type);
     static std::string packagePath(const char *mimeType);
     // The package text for a type.
     static std::string packageText(const FILETYPE *type);
+
+private:
+    // install without the database update; *written says whether a package was written.
+    static bool packageInstall(const FILETYPE *type, bool *written);
 };

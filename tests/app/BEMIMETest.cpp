@@ -116,3 +116,24 @@ TEST(BeMime, OnlyTheMessageIdCanBeIndexed) {
     EXPECT_FALSE(BEMIME::installed(&type)) << "a failed index install installs nothing";
 }
 } // namespace
+
+namespace {
+TEST(BeMime, LinkTypesInOrderStoppingAtTheFirstFailure) {
+    // Something that is not a package stands where the HTTP type's package would go.
+    std::string blocked = BEMIME::packagePath("application/x-vnd.Be.URL.http");
+    std::filesystem::create_directories(blocked);
+    EXPECT_FALSE(BEMIME::linkInstall());
+    for (const char *kind : {"mailto", "file", "ftp"})
+        EXPECT_TRUE(std::filesystem::is_regular_file(
+            BEMIME::packagePath((std::string("application/x-vnd.Be.URL.") + kind).c_str())))
+            << kind;
+    for (const char *kind : {"https", "news", "rtsp", "telnet"})
+        EXPECT_FALSE(std::filesystem::exists(
+            BEMIME::packagePath((std::string("application/x-vnd.Be.URL.") + kind).c_str())))
+            << kind;
+    std::filesystem::remove(blocked);
+    EXPECT_TRUE(BEMIME::linkInstall());
+    EXPECT_TRUE(
+        std::filesystem::is_regular_file(BEMIME::packagePath("application/x-vnd.Be.URL.telnet")));
+}
+} // namespace
