@@ -202,7 +202,8 @@ size_t STR::copy(char *dst, std::string_view src, size_t size) {
     if (!dst || size == 0)
         return 0;
     size_t length = utf8Cut(src, size - 1);
-    memmove(dst, src.data(), length);
+    if (length > 0)
+        memmove(dst, src.data(), length);
     dst[length] = 0;
     return length;
 }

@@ -16,8 +16,9 @@ TEXTFILE::~TEXTFILE() {
     free(fBuffer);
 }
 
-// Sizes and empties the buffer for a newly opened file.
+// Closes (writing out) any file still open, then sizes and empties the buffer for the next.
 DISKFILE::ERROR TEXTFILE::_prepare(size_t bufferSize) {
+    close();
     if (bufferSize > 0) {
         size_t capacity = bufferSize < kBufferMin ? kBufferMin : bufferSize;
         if (capacity != fCapacity) {
@@ -36,28 +37,24 @@ DISKFILE::ERROR TEXTFILE::_prepare(size_t bufferSize) {
 
 DISKFILE::ERROR TEXTFILE::open(const char *path, ACCESS access, size_t bufferSize) {
     CRITSECT_HOLD hold(*this);
-    close();
     ERROR error = _prepare(bufferSize);
     return error != kSuccess ? error : DISKFILE::open(path, access);
 }
 
 DISKFILE::ERROR TEXTFILE::open(const ENTRY &entry, ACCESS access, size_t bufferSize) {
     CRITSECT_HOLD hold(*this);
-    close();
     ERROR error = _prepare(bufferSize);
     return error != kSuccess ? error : DISKFILE::open(entry, access);
 }
 
 DISKFILE::ERROR TEXTFILE::create(const char *path, ACCESS access, size_t bufferSize) {
     CRITSECT_HOLD hold(*this);
-    close();
     ERROR error = _prepare(bufferSize);
     return error != kSuccess ? error : DISKFILE::create(path, access);
 }
 
 DISKFILE::ERROR TEXTFILE::create(const ENTRY &entry, ACCESS access, size_t bufferSize) {
     CRITSECT_HOLD hold(*this);
-    close();
     ERROR error = _prepare(bufferSize);
     return error != kSuccess ? error : DISKFILE::create(entry, access);
 }
@@ -101,6 +98,15 @@ DISKFILE::ERROR TEXTFILE::_settle() {
     return error;
 }
 
+DISKFILE::ERROR TEXTFILE::_toReading() {
+    if (!DISKFILE::open() || !fBuffer)
+        return kNotOpen;
+    if (ERROR error = _drain(); error != kSuccess)
+        return error;
+    fMode = kReading;
+    return kSuccess;
+}
+
 DISKFILE::ERROR TEXTFILE::_toWriting() {
     if (fMode == kWriting)
         return kSuccess;
@@ -139,15 +145,10 @@ DISKFILE::ERROR TEXTFILE::lineRead(char *buffer, size_t size, size_t *length) {
     *length = 0;
     if (buffer && size > 0)
         buffer[0] = 0;
-    if (!DISKFILE::open() || !fBuffer)
-        return kNotOpen;
+    if (ERROR error = _toReading(); error != kSuccess)
+        return error;
     if (!buffer)
         size = 0;
-    if (fMode == kWriting) {
-        if (ERROR error = _drain(); error != kSuccess)
-            return error;
-    }
-    fMode = kReading;
 
     size_t limit = size == 0 ? 0 : (size - 1 < kLineMax ? size - 1 : kLineMax);
     size_t n = 0;
@@ -193,13 +194,8 @@ DISKFILE::ERROR TEXTFILE::lineRead(char *buffer, size_t size, size_t *length) {
 
 DISKFILE::ERROR TEXTFILE::lineSkip() {
     CRITSECT_HOLD hold(*this);
-    if (!DISKFILE::open() || !fBuffer)
-        return kNotOpen;
-    if (fMode == kWriting) {
-        if (ERROR error = _drain(); error != kSuccess)
-            return error;
-    }
-    fMode = kReading;
+    if (ERROR error = _toReading(); error != kSuccess)
+        return error;
     bool any = false;
     while (true) {
         if (ERROR error = _fill(1); error != kSuccess)
@@ -220,13 +216,8 @@ DISKFILE::ERROR TEXTFILE::lineSkip() {
 DISKFILE::ERROR TEXTFILE::read(void *buffer, size_t size, size_t *count) {
     CRITSECT_HOLD hold(*this);
     *count = 0;
-    if (!DISKFILE::open() || !fBuffer)
-        return kNotOpen;
-    if (fMode == kWriting) {
-        if (ERROR error = _drain(); error != kSuccess)
-            return error;
-    }
-    fMode = kReading;
+    if (ERROR error = _toReading(); error != kSuccess)
+        return error;
     if (_available() == 0) {
         // A large read goes straight to the caller's buffer.
         if (size >= fCapacity)
@@ -237,7 +228,8 @@ DISKFILE::ERROR TEXTFILE::read(void *buffer, size_t size, size_t *count) {
             return kEndOfFile;
     }
     size_t take = size < _available() ? size : _available();
-    memcpy(buffer, fBuffer + fAt, take);
+    if (take > 0)
+        memcpy(buffer, fBuffer + fAt, take);
     fAt += take;
     *count = take;
     return kSuccess;
@@ -258,7 +250,8 @@ DISKFILE::ERROR TEXTFILE::write(const void *buffer, size_t size, size_t *count) 
     }
     if (size >= fCapacity)
         return DISKFILE::write(buffer, size, count);
-    memcpy(fBuffer + fFill, buffer, size);
+    if (size > 0)
+        memcpy(fBuffer + fFill, buffer, size);
     fFill += size;
     *count = size;
     return kSuccess;

@@ -69,6 +69,7 @@ private:
     ERROR _fill(size_t want);
     ERROR _drain();
     ERROR _settle();
+    ERROR _toReading();
     ERROR _toWriting();
     size_t _available() const { return fFill - fAt; }
 

@@ -91,7 +91,8 @@ public:
     static const char *ampm(bool isPM);
 
     // --- Texts ---
-    // Short local date of the header list: "Oct 3 2000 2:05PM".
+    // Short local date of the header list: "Oct 3 2000 2:05PM"; "None" for no time or one
+    // outside the validity window.
     static void timeFormat(char *buffer, size_t size, int64_t usecs);
     // The current local time in the plain text form without microseconds.
     static void timeGetStr(char *buffer, size_t size);
