@@ -1,0 +1,144 @@
+// One client session with one news server: connect, log in, exchange lines, the transfer log.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/CRITSECT.h"
+#include "base/TEXTFILE.h"
+#include "base/TIMEX.h"
+#include "net/NETWORK.h"
+#include "storage/BARN.h"
+
+// Created by the transfer thread for one server and destroyed when it moves on. Every public
+// operation holds the session lock for its whole run; cancel() does not, so another thread
+// may ask for a stop while an operation waits. Failures are error lines: written to the
+// transfer log and handed to the error callback. The download and posting operations are
+// further members of this class, kept in files of their own.
+class NNTP {
+public:
+    using ERRORFUNC = void (*)(const char *text);
+    using CANCELFUNC = bool (*)();
+
+    // What the progress callback sees; zeroed at the start of each operation.
+    struct PROGRESS {
+        uint32_t kind;
+        uint32_t done;
+        uint32_t lines;
+        uint32_t bodyLines;
+        uint32_t total;
+        bool bodies;
+        char text[1003];
+    };
+    static_assert(sizeof(PROGRESS) == 1024, "the progress record is 1024 bytes");
+    using PROGRESSFUNC = void (*)(const PROGRESS *progress);
+
+    enum LOGTYPE : uint32_t {
+        kLogSeparator = 0,
+        kLogError = 1,
+        kLogStatus = 2,
+        kLogDetail = 3,
+        kLogReceived = 4,
+        kLogSent = 5,
+    };
+
+    // One line of the posting header table: a complete header line and whether the post
+    // being sent has already sent it.
+    struct HEADER {
+        std::string line;
+        bool sent = false;
+    };
+
+    static constexpr unsigned long kCommandMax = 1019;  // a command line without CR LF
+    static constexpr unsigned long kResponseSize = 500; // response() without a caller line
+    static constexpr size_t kCodeWordMax = 71;          // the status code's word is cut here
+    static constexpr unsigned long kReceiveBuffer = 4096;
+    static constexpr size_t kLogLineMax = 1024;     // one log entry, wrapping included
+    static constexpr size_t kLogWidth = 78;         // log lines wrap at this column
+    static constexpr size_t kLogIndent = 21;        // under the text after the time stamp
+    static constexpr size_t kLogBuffer = 16384;     // the log file's write buffer
+    static constexpr size_t kCallbackTextMax = 249; // an error's text for the callback
+    static constexpr uint32_t kLogMode = 0600;      // the log may hold server names and users
+    static constexpr const char *kPasswordCommand = "AUTHINFO PASS ";
+    static constexpr const char *kPasswordMasked = "AUTHINFO PASS ********";
+
+    // Copies the server node and opens the transfer log (the TransferLogging setting at this
+    // moment decides its level). error and cancel may be null.
+    NNTP(const BARN::NODE *server, ERRORFUNC error, CANCELFUNC cancel);
+    // Disconnects (QUIT unless aborted), then closes the log.
+    ~NNTP();
+    NNTP(const NNTP &) = delete;
+    NNTP &operator=(const NNTP &) = delete;
+
+    // Resolves the server's host name; needed only when it is not a dotted quad.
+    bool dnsLookup();
+    // Opens the connection and accepts a greeting from 100 to 399 (posting or not).
+    bool connect();
+    // AUTHINFO USER and PASS with the server's user name and password.
+    bool login();
+    // QUIT (unless aborted), close, "Total connect time". Safe when not connected; clears
+    // the aborted flag in every case.
+    void disconnect();
+    // Sends one command line (cut to kCommandMax) with CR LF. A closed connection frees the
+    // connection record and fails without a message.
+    bool send(const char *line);
+    // Receives one line. A cancel sets the aborted flag and still returns true with what
+    // arrived, so the caller's response check fails without a message.
+    bool read(char *line, unsigned long size);
+    // Reads a status line and returns its code, or 0 for a failed read, an invalid line or
+    // (when report is set) a refusal from 400 on, which is then reported with verb in the
+    // text. hints adds the clock and network advice to a refusal. line may be null.
+    unsigned long response(const char *verb, bool report, char *line = nullptr,
+                           unsigned long size = 0, bool hints = false);
+    static bool success(unsigned long code) { return code >= 100 && code < 400; }
+    // Asks the cancel hook; a yes also sets the aborted flag.
+    bool cancel();
+    bool aborted() const { return fAborted; }
+    bool connected() const { return fConn != nullptr; }
+    uint32_t address() const { return fAddress; }
+
+    // --- The transfer log ---
+    void logOpen();
+    void logClose();
+    void logWrite(LOGTYPE type, const char *format, ...) __attribute__((format(printf, 3, 4)));
+    // The log form of a sent or received line: time stamp, two spaces, "S: " or "R: ", line.
+    static void logFmtTransfer(char *out, size_t size, LOGTYPE type, const char *line);
+    // The error callback's form: time, two spaces, the text cut to kCallbackTextMax with
+    // every line feed made a space.
+    static void logFmtError(char *out, size_t size, const char *text);
+    // A stamped (kinds 1, 2) or indented (kind 3) entry, wrapped at kLogWidth with
+    // continuation lines indented by kLogIndent; LF ends the entry. Exposed for the tests.
+    static void logFmtWrapped(char *out, size_t size, const char *stamp, const char *text);
+
+    // --- Program-wide start and stop: the posting header table ---
+    static bool start();
+    static void stop();
+    static bool hdrStart();
+    static void hdrStop();
+    static void hdrClear();
+    // The table between start and stop, null otherwise; filled once while the program
+    // starts and only read (sent flags aside) by posting on the transfer thread.
+    static std::vector<HEADER> *headerTable() { return fHeaders; }
+
+private:
+    CANCELFUNC fCancel;
+    NETWORK::CONNECT *fConn = nullptr;
+    TIMEX fConnectStart;
+    CRITSECT fLock;
+    ERRORFUNC fError;
+    BARN::NODE *fGroup = nullptr;
+    uint32_t fAddress = 0;
+    bool fKillDuringDownload = false;
+    TEXTFILE fLog{kLogBuffer};
+    uint32_t fLogLevel = 0;
+    PROGRESS fProgress{};
+    PROGRESSFUNC fProgressFunc = nullptr;
+    char fOverflow = 0;
+    BARN::NODE fServer;
+    std::atomic<bool> fAborted{false};
+
+    static std::vector<HEADER> *fHeaders;
+};
