@@ -10,6 +10,7 @@
 #include "base/CRITSECT.h"
 #include "base/TEXTFILE.h"
 #include "base/TIMEX.h"
+#include "net/INDEXRANGE.h"
 #include "net/NETWORK.h"
 #include "storage/BARN.h"
 
@@ -122,6 +123,61 @@ public:
     // The table between start and stop, null otherwise; filled once while the program
     // starts and only read (sent flags aside) by posting on the transfer thread.
     static std::vector<HEADER> *headerTable() { return fHeaders; }
+
+    // ---- Downloading, newsgroup lists and posting (NNTPDOWNLOAD.cpp, NNTPBODIES.cpp,
+    // NNTPPOST.cpp). Each public operation below holds the session lock for its whole run
+    // and keeps the group and the progress callback only while it runs. ----
+    using KILLLIST = std::vector<uint32_t>;            // article numbers, ascending
+    using NAMELIST = std::vector<std::string>;         // the newsgroup names of LIST
+    static constexpr unsigned long kInFlightMax = 10;  // commands outstanding at once
+    static constexpr unsigned long kInFlightRound = 2; // new commands per round
+    static constexpr uint32_t kRenumberSlack = 40;     // a saved last this far past the
+                                                       // server's last means renumbered
+    static constexpr unsigned long kLineSize = 1001;   // a received line and its NUL
+    static constexpr size_t kOverviewNumberMax = 10;   // digits of an overview number
+    static constexpr size_t kUploadLineMax = 1009;     // a line read from an Outbox file
+    static constexpr size_t kUploadBuffer = 2048;      // the Outbox file's read buffer
+
+    // Brings the group up to date: new headers (HeadersOnly) or whole articles, the killfile
+    // applied through overview data when the user wants that, the new range saved in the
+    // group. Articles stored before a cancel or a failure stay, and the saved range never
+    // passes an article that was not handled. False for a failed GROUP, read, send or save.
+    bool download(BARN::NODE *group, PROGRESSFUNC progress, long overviewKind, long articleKind);
+    // Bodies of the group's messages marked for download, or of the one named file.
+    bool downloadBodies(BARN::NODE *group, PROGRESSFUNC progress, long kind, const char *fileName);
+    // Marks every article the server has now as seen, without fetching any.
+    bool catchup(BARN::NODE *group, PROGRESSFUNC progress, long kind);
+    // The valid group names of LIST, in the server's order.
+    bool groupList(NAMELIST *names, PROGRESSFUNC progress, long kind);
+    // Posts every Outbox message that names this server and hands it to "Sent Messages".
+    bool upload(PROGRESSFUNC progress, long kind);
+
+    // The steps, public for the tests.
+    bool groupSelect(BARN::NODE *group, INDEXRANGE *serverRange, unsigned long *count);
+    // GROUP, then the wanted range; group's saved range is updated in memory only.
+    bool downloadSetup(BARN::NODE *group, INDEXRANGE *wanted);
+    // What to fetch from the saved range, the server's range and count; both ranges are
+    // brought to their new values. wanted is {0, 0} when nothing is to be fetched.
+    static void downloadRange(INDEXRANGE *saved, INDEXRANGE *server, unsigned long count,
+                              INDEXRANGE *wanted);
+    bool downloadXOVER(const INDEXRANGE *wanted, KILLLIST *killList);
+    static void overAdd(KILLLIST *killList, const char *line);
+    static bool overKilled(const KILLLIST *killList, unsigned long number);
+    static void overClear(KILLLIST *killList);
+    bool downloadLoop(INDEXRANGE *wanted, unsigned long *lastDone, const KILLLIST *killList);
+    bool downloadCmd(unsigned long number);
+    bool downloadFile();
+    unsigned long groupMarkedTotal();
+    bool bodyCallback(const char *path);
+    bool uploadFile(const char *path);
+    bool uploadSend(TEXTFILE *file, bool *accepted);
+    bool uploadSendHdr();
+    // The posting header table: lines sorted by header name (ASCII case ignored).
+    static bool hdrAdd(const char *line);
+    static void hdrListClear();
+    // Whether a header line of the article being posted goes out as it is.
+    static bool hdrSent(const char *line);
+    static int hdrComp(const char *a, const char *b);
 
 private:
     CANCELFUNC fCancel;
