@@ -170,9 +170,15 @@ DISKFILE::ERROR DISKFILE::permCheck(ACCESS access, uint32_t bits) {
 // than left to the kernel, so it holds the same for root.
 DISKFILE::ERROR DISKFILE::_permRequire(ACCESS access) {
     struct stat info {};
-    if (fstat(fFd, &info) != 0)
-        return errorGet(errno, kReadFailed);
+    if (ERROR error = _fstat(&info, kReadFailed); error != kSuccess)
+        return error;
     return permCheck(access, info.st_mode);
+}
+
+DISKFILE::ERROR DISKFILE::_fstat(struct stat *info, ERROR fallback) {
+    if (fFd < 0)
+        return kNotOpen;
+    return fstat(fFd, info) == 0 ? kSuccess : errorGet(errno, fallback);
 }
 
 DISKFILE::ERROR DISKFILE::_open(const char *path, ACCESS access, int extraFlags, ERROR fallback) {
@@ -337,11 +343,9 @@ DISKFILE::ERROR DISKFILE::position(int64_t *offset) {
 DISKFILE::ERROR DISKFILE::sizeGet(uint64_t *size) {
     CRITSECT_HOLD hold(*this);
     *size = 0;
-    if (fFd < 0)
-        return kNotOpen;
     struct stat info {};
-    if (fstat(fFd, &info) != 0)
-        return errorGet(errno, kReadFailed);
+    if (ERROR error = _fstat(&info, kReadFailed); error != kSuccess)
+        return error;
     *size = uint64_t(info.st_size);
     return kSuccess;
 }
@@ -382,11 +386,9 @@ DISKFILE::ERROR DISKFILE::creationTimeSet(int64_t time) {
 DISKFILE::ERROR DISKFILE::node(int64_t *id) {
     CRITSECT_HOLD hold(*this);
     *id = -1;
-    if (fFd < 0)
-        return kNotOpen;
     struct stat info {};
-    if (fstat(fFd, &info) != 0)
-        return errorGet(errno, kNotOpen);
+    if (ERROR error = _fstat(&info, kNotOpen); error != kSuccess)
+        return error;
     *id = int64_t(info.st_ino);
     return kSuccess;
 }
@@ -421,11 +423,9 @@ DISKFILE::ERROR DISKFILE::type(ENTRYTYPE *type) {
 DISKFILE::ERROR DISKFILE::permGet(uint32_t *bits) {
     CRITSECT_HOLD hold(*this);
     *bits = 0;
-    if (fFd < 0)
-        return kNotOpen;
     struct stat info {};
-    if (fstat(fFd, &info) != 0)
-        return errorGet(errno, kReadFailed);
+    if (ERROR error = _fstat(&info, kReadFailed); error != kSuccess)
+        return error;
     *bits = uint32_t(info.st_mode) & 07777;
     return kSuccess;
 }

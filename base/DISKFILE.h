@@ -8,6 +8,8 @@
 #include "base/CRITSECT.h"
 #include "base/MESSAGE.h"
 
+struct stat;
+
 // One open file (or none). The object is itself a critical section: every operation enters it
 // and leaves it on every path, so one object may be shared by threads, and operations call one
 // another while holding it. Operations on paths use the object only for its lock and as a
@@ -256,6 +258,11 @@ private:
     static void _cut(char (&out)[kPathMax + 1], const char *path);
     ERROR _open(const char *path, ACCESS access, int extraFlags, ERROR fallback);
     ERROR _permRequire(ACCESS access);
+    // The open file's status; kNotOpen without one.
+    ERROR _fstat(struct stat *info, ERROR fallback);
+    // The common start of an attribute operation: an open file, a name, the owner bit.
+    ERROR _attrBegin(const char *name, ACCESS access);
+    static ENTRYTYPE _typeOf(uint32_t mode);
     ERROR _pathCheck(const char *path, ACCESS access);
     ERROR _attrCopy(DISKFILE &to);
     ERROR _iterate(const char *path, bool recurse, bool *next, int32_t depth, ITERATEFUNC callback,

@@ -10,15 +10,19 @@
 #include "base/DISKFILEXATTR.h"
 #include "base/MSGIDINDEX.h"
 
-DISKFILE::ERROR DISKFILE::attrRead(const char *name, uint32_t /*type*/, int64_t position,
-                                   void *buffer, size_t size, size_t *count) {
-    CRITSECT_HOLD hold(*this);
-    *count = 0;
+DISKFILE::ERROR DISKFILE::_attrBegin(const char *name, ACCESS access) {
     if (fFd < 0)
         return kNotOpen;
     if (name == nullptr || name[0] == '\0')
         return kPathInvalid;
-    if (ERROR error = _permRequire(kRead); error != kSuccess)
+    return _permRequire(access);
+}
+
+DISKFILE::ERROR DISKFILE::attrRead(const char *name, uint32_t /*type*/, int64_t position,
+                                   void *buffer, size_t size, size_t *count) {
+    CRITSECT_HOLD hold(*this);
+    *count = 0;
+    if (ERROR error = _attrBegin(name, kRead); error != kSuccess)
         return error;
     std::string raw;
     int status = DISKFILEXATTR::get(fFd, nullptr, DISKFILEXATTR::fullName(name), &raw);
@@ -49,12 +53,10 @@ DISKFILE::ERROR DISKFILE::attrWrite(const char *name, uint32_t type, int64_t pos
                                     const void *buffer, size_t size, size_t *count) {
     CRITSECT_HOLD hold(*this);
     *count = 0;
-    if (fFd < 0)
-        return kNotOpen;
-    if (name == nullptr || name[0] == '\0' || (buffer == nullptr && size > 0))
-        return kPathInvalid;
-    if (ERROR error = _permRequire(kWrite); error != kSuccess)
+    if (ERROR error = _attrBegin(name, kWrite); error != kSuccess)
         return error;
+    if (buffer == nullptr && size > 0)
+        return kPathInvalid;
     if (position < 0)
         return kWriteFailed;
     const std::string full = DISKFILEXATTR::fullName(name);
@@ -94,11 +96,7 @@ DISKFILE::ERROR DISKFILE::attrInfo(const char *name, uint32_t *type, uint64_t *s
     CRITSECT_HOLD hold(*this);
     *type = 0;
     *size = 0;
-    if (fFd < 0)
-        return kNotOpen;
-    if (name == nullptr || name[0] == '\0')
-        return kPathInvalid;
-    if (ERROR error = _permRequire(kRead); error != kSuccess)
+    if (ERROR error = _attrBegin(name, kRead); error != kSuccess)
         return error;
     std::string raw;
     int status = DISKFILEXATTR::get(fFd, nullptr, DISKFILEXATTR::fullName(name), &raw);
@@ -115,11 +113,7 @@ DISKFILE::ERROR DISKFILE::attrInfo(const char *name, uint32_t *type, uint64_t *s
 
 DISKFILE::ERROR DISKFILE::attrErase(const char *name) {
     CRITSECT_HOLD hold(*this);
-    if (fFd < 0)
-        return kNotOpen;
-    if (name == nullptr || name[0] == '\0')
-        return kPathInvalid;
-    if (ERROR error = _permRequire(kWrite); error != kSuccess)
+    if (ERROR error = _attrBegin(name, kWrite); error != kSuccess)
         return error;
     int status = DISKFILEXATTR::remove(fFd, DISKFILEXATTR::fullName(name));
     if (status != 0)

@@ -20,7 +20,8 @@ constexpr unsigned char kProbeBytes[8] = {0x92, 0x16, 0xA2, 0x54, 0xC6, 0x4D, 0x
 // The attribute dirIsBFS writes and removes to learn whether the volume takes attributes.
 constexpr const char *kProbeAttr = "user.vellowick.probe";
 
-DISKFILE::ENTRYTYPE typeOfDirent(unsigned char kind, const char *path) {
+// The entry type the directory itself reports; kEntryUnknown when it does not say.
+DISKFILE::ENTRYTYPE typeOfDirent(unsigned char kind) {
     switch (kind) {
     case DT_REG:
         return DISKFILE::kEntryFile;
@@ -28,18 +29,6 @@ DISKFILE::ENTRYTYPE typeOfDirent(unsigned char kind, const char *path) {
         return DISKFILE::kEntryDirectory;
     case DT_LNK:
         return DISKFILE::kEntryLink;
-    case DT_UNKNOWN: {
-        struct stat info {};
-        if (lstat(path, &info) != 0)
-            return DISKFILE::kEntryUnknown;
-        if (S_ISREG(info.st_mode))
-            return DISKFILE::kEntryFile;
-        if (S_ISDIR(info.st_mode))
-            return DISKFILE::kEntryDirectory;
-        if (S_ISLNK(info.st_mode))
-            return DISKFILE::kEntryLink;
-        return DISKFILE::kEntryUnknown;
-    }
     default:
         return DISKFILE::kEntryUnknown;
     }
@@ -64,7 +53,7 @@ void fillEntry(DISKFILE::ENTRY *entry, const char *parent, const struct stat &pa
     size_t length = path.size() < DISKFILE::kPathMax ? path.size() : DISKFILE::kPathMax;
     memcpy(entry->path, path.data(), length);
     entry->path[length] = '\0';
-    entry->type = typeOfDirent(raw.d_type, entry->path);
+    entry->type = typeOfDirent(raw.d_type);
     entry->node = int64_t(raw.d_ino);
     entry->directory = int64_t(parentInfo.st_ino);
     entry->device = int64_t(parentInfo.st_dev);
@@ -175,6 +164,8 @@ DISKFILE::ERROR DISKFILE::_iterate(const char *path, bool recurse, bool *next, i
             break;
         }
         fillEntry(&entry, path, info, *raw);
+        if (raw->d_type == DT_UNKNOWN)
+            typeGet(entry.path, &entry.type);
         if (!callback(data, next, depth, entry)) {
             error = kIterationAborted;
             break;
@@ -205,31 +196,18 @@ DISKFILE::ERROR DISKFILE::dirIterate(const char *path, bool recurse, ITERATEFUNC
 
 DISKFILE::ERROR DISKFILE::dirIterate(const char *path, ENTRYFUNC callback, void *data) {
     CRITSECT_HOLD hold(*this);
-    char cut[kPathMax + 1];
-    _cut(cut, path);
     if (callback == nullptr)
         return kPathInvalid;
-    struct stat info {};
-    ERROR error;
-    DIR *dir = openDirectory(cut, &info, &error);
-    if (dir == nullptr)
-        return error;
-    ENTRY entry;
-    for (;;) {
-        dirent *raw = nextEntry(dir);
-        if (raw == nullptr) {
-            if (errno != 0)
-                error = dirTranslate(errorGet(errno, kReadFailed));
-            break;
-        }
-        fillEntry(&entry, cut, info, *raw);
-        if (!callback(data, entry)) {
-            error = kIterationAborted;
-            break;
-        }
-    }
-    closedir(dir);
-    return error;
+    // The flat walk is the recursive one without recursion and without the flag and depth.
+    struct FLAT {
+        ENTRYFUNC callback;
+        void *data;
+    } flat = {callback, data};
+    auto visit = [](void *data, bool *, int32_t, const ENTRY &entry) {
+        const FLAT *flat = static_cast<const FLAT *>(data);
+        return flat->callback(flat->data, entry);
+    };
+    return dirIterate(path, false, visit, &flat);
 }
 
 DISKFILE::ERROR DISKFILE::dirObliterate(const char *path) {

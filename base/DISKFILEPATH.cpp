@@ -30,16 +30,6 @@ bool carriesIndexed(const char *path, const struct stat &info) {
            DISKFILEXATTR::has(-1, path, DISKFILEXATTR::fullName(MSGIDINDEX::kAttribute));
 }
 
-DISKFILE::ENTRYTYPE typeOf(mode_t mode) {
-    if (S_ISREG(mode))
-        return DISKFILE::kEntryFile;
-    if (S_ISDIR(mode))
-        return DISKFILE::kEntryDirectory;
-    if (S_ISLNK(mode))
-        return DISKFILE::kEntryLink;
-    return DISKFILE::kEntryUnknown;
-}
-
 // The directory part of a path: "." for a bare leaf, "/" for a file in the root.
 std::string parentOf(const char *path) {
     std::string text = path;
@@ -68,6 +58,16 @@ DISKFILE::ERROR DISKFILE::_pathCheck(const char *path, ACCESS access) {
     return permCheck(access, info.st_mode);
 }
 
+DISKFILE::ENTRYTYPE DISKFILE::_typeOf(uint32_t mode) {
+    if (S_ISREG(mode))
+        return kEntryFile;
+    if (S_ISDIR(mode))
+        return kEntryDirectory;
+    if (S_ISLNK(mode))
+        return kEntryLink;
+    return kEntryUnknown;
+}
+
 DISKFILE::ERROR DISKFILE::typeGet(const char *path, ENTRYTYPE *type) {
     CRITSECT_HOLD hold(*this);
     *type = kEntryUnknown;
@@ -76,7 +76,7 @@ DISKFILE::ERROR DISKFILE::typeGet(const char *path, ENTRYTYPE *type) {
     struct stat info {};
     if (lstat(cut, &info) != 0)
         return errorGet(errno, kReadFailed);
-    *type = typeOf(info.st_mode);
+    *type = _typeOf(info.st_mode);
     return kSuccess;
 }
 
@@ -248,7 +248,7 @@ DISKFILE::ERROR DISKFILE::pathToRef(ENTRY *ref, const char *path) {
     struct stat info {};
     if (lstat(cut, &info) == 0) {
         ref->node = int64_t(info.st_ino);
-        ref->type = typeOf(info.st_mode);
+        ref->type = _typeOf(info.st_mode);
         ref->device = int64_t(info.st_dev);
     }
     return kSuccess;
