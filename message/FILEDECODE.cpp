@@ -1,0 +1,373 @@
+// Attachment decoding: the line decoders, the decode over a file list, slots and the decode thread.
+#include "message/FILEDECODE.h"
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <new>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <thread>
+
+#include "base/ALERT.h"
+#include "base/CRITSECT.h"
+#include "base/STR.h"
+#include "base/TEXTFILE.h"
+#include "base/THREAD.h"
+#include "base/TIMEBASE.h"
+#include "base/TextFormat.h"
+#include "message/BINTEXT.h"
+#include "message/HdrBuf.h"
+
+extern char **environ;
+
+namespace {
+
+constexpr size_t kPathMax = 300;
+
+CRITSECT gSlotLock;
+uint32_t gSlotsUsed = 0;
+std::atomic<DecodeWindow::HOST *> gHost{nullptr};
+
+enum class STEP { Data, Skip, End };
+
+// A boundary, or anything like one: base64 and copied data end there.
+bool boundaryLike(std::string_view line) {
+    return line.size() >= FILEDECODE::kBoundaryMin && line.substr(0, 2) == "--";
+}
+
+// Whether a line can be uuencoded data at all: every character valid and enough of them for
+// the count it declares. A last line may carry padding beyond its count, so this is looser
+// than BINTEXT::uuLineData; it keeps signatures and notes between the parts of a split
+// posting from being decoded into the file.
+bool uuPlausible(std::string_view line) {
+    if (line.empty())
+        return false;
+    const uint8_t count = BINTEXT::uuDecodeChar(line[0]);
+    if (count == BINTEXT::kInvalid || count == 0)
+        return false;
+    for (char c : line.substr(1)) {
+        if (BINTEXT::uuDecodeChar(c) == BINTEXT::kInvalid)
+            return false;
+    }
+    return (line.size() - 1) * 3 >= size_t(count) * 4;
+}
+
+// One line into output bytes; *count is what to write.
+STEP decodeLine(IMsg::AttachType type, const char *line, size_t length, char *output,
+                size_t *count) {
+    *count = 0;
+    const std::string_view text(line, length);
+    switch (type) {
+    case IMsg::AttachBase64:
+        if (boundaryLike(text))
+            return STEP::End;
+        *count = BINTEXT::base64Decode(line, output, FILEDECODE::kOutMax, true);
+        return STEP::Data;
+    case IMsg::AttachMime:
+        if (boundaryLike(text))
+            return STEP::End;
+        std::memcpy(output, line, length);
+        output[length] = '\n';
+        *count = length + 1;
+        return STEP::Data;
+    default:
+        if (BINTEXT::uuLineStop(text))
+            return STEP::End;
+        if (BINTEXT::uuLineStart(text, nullptr) || !uuPlausible(text))
+            return STEP::Skip;
+        *count = BINTEXT::uuDecode(line, output, FILEDECODE::kOutMax, true);
+        // The decoder writes its last group whole; the file gets the declared bytes only.
+        if (*count > BINTEXT::uuDecodeChar(line[0]))
+            *count = BINTEXT::uuDecodeChar(line[0]);
+        return STEP::Data;
+    }
+}
+
+struct DECODER {
+    const std::vector<std::string> &files;
+    uint32_t startOffset;
+    IMsg::AttachType type;
+    FILEDECODE::PROGRESS progress;
+    void *context;
+    TEXTFILE *out;
+    FILEDECODE::DecodeData data;
+
+    bool tell() { return progress == nullptr || progress(context, data); }
+
+    // Positions a message file at the attachment's data.
+    bool seek(TEXTFILE &in, bool first) {
+        if (first && startOffset != 0) {
+            int64_t at = -1;
+            return in.position(DISKFILE::kFromStart, startOffset) == DISKFILE::kSuccess &&
+                   in.position(&at) == DISKFILE::kSuccess && at == int64_t(startOffset);
+        }
+        HdrBuf header;
+        return header.GotoAttachment(&in, type);
+    }
+
+    bool part(size_t index) {
+        TEXTFILE in;
+        if (in.open(files[index].c_str(), DISKFILE::kRead) != DISKFILE::kSuccess)
+            return false;
+        if (!seek(in, index == 0))
+            return false;
+        data.part = uint32_t(index + 1);
+        if (!tell())
+            return false;
+        char line[TEXTFILE::kLineMax + 1];
+        char output[FILEDECODE::kOutMax + 1];
+        for (;;) {
+            size_t length = 0;
+            DISKFILE::ERROR error = in.lineRead(line, sizeof(line), &length);
+            if (error == DISKFILE::kEndOfFile)
+                return true;
+            if (error != DISKFILE::kSuccess && error != DISKFILE::kLineTooLong)
+                return false;
+            data.lines++;
+            if (data.lines % FILEDECODE::kProgressEvery == 0 && !tell())
+                return false;
+            size_t count = 0;
+            STEP step = decodeLine(type, line, length, output, &count);
+            if (step == STEP::End)
+                return true;
+            size_t written = 0;
+            if (count > 0 && out->write(output, count, &written) != DISKFILE::kSuccess)
+                return false;
+        }
+    }
+};
+
+void sleepUsecs(int64_t usecs) {
+    std::this_thread::sleep_for(std::chrono::microseconds(usecs));
+}
+
+const char *leafOf(const std::string &path) {
+    size_t slash = path.rfind('/');
+    return path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
+}
+
+} // namespace
+
+bool FILEDECODE::FileDecode(const std::vector<std::string> &files, uint32_t startOffset,
+                            const char *outputPath, const char *mimeType,
+                            IMsg::AttachType attachType, PROGRESS progress, void *context) {
+    if (attachType != IMsg::AttachBase64 && attachType != IMsg::AttachMime &&
+        attachType != IMsg::AttachUuencode)
+        return false;
+    if (files.empty() || outputPath == nullptr)
+        return false;
+    const std::string path(outputPath);
+    char leaf[kPathMax + 1];
+    STR::copy(leaf, leafOf(path), sizeof(leaf));
+    if (!STR::filenameFixup(leaf, sizeof(leaf)) || std::strcmp(leaf, leafOf(path)) != 0)
+        return false;
+    TEXTFILE out(kBufferSize);
+    if (out.create(outputPath, DISKFILE::kReadWrite, kBufferSize) != DISKFILE::kSuccess)
+        return false;
+    if (mimeType != nullptr && mimeType[0] != '\0')
+        out.mimeSet(mimeType);
+    DECODER decoder{files, startOffset, attachType, progress, context, &out, {}};
+    decoder.data.parts = uint32_t(files.size());
+    bool ok = true;
+    for (size_t index = 0; ok && index < files.size(); index++)
+        ok = decoder.part(index);
+    if (ok)
+        ok = out.close() == DISKFILE::kSuccess;
+    if (!ok) {
+        out.close();
+        DISKFILE eraser;
+        eraser.erase(outputPath);
+        return false;
+    }
+    decoder.data.done = true;
+    decoder.tell();
+    return true;
+}
+
+bool FILEDECODE::outputPath(const char *folder, const char *name, std::string &path) {
+    path.clear();
+    char leaf[kPathMax + 1];
+    STR::copy(leaf, name != nullptr ? name : "", sizeof(leaf));
+    if (!STR::filenameFixup(leaf, sizeof(leaf)))
+        return false;
+    path = folder != nullptr ? folder : "";
+    if (path.empty() || path.back() != '/')
+        path += '/';
+    path += leaf;
+    if (path.size() > kPathMax) {
+        path.clear();
+        return false;
+    }
+    return true;
+}
+
+bool FILEDECODE::slotTake() {
+    CRITSECT_HOLD hold(gSlotLock);
+    if (gSlotsUsed >= kSlots)
+        return false;
+    gSlotsUsed++;
+    return true;
+}
+
+void FILEDECODE::slotFree() {
+    CRITSECT_HOLD hold(gSlotLock);
+    if (gSlotsUsed > 0)
+        gSlotsUsed--;
+}
+
+uint32_t FILEDECODE::slotsUsed() {
+    CRITSECT_HOLD hold(gSlotLock);
+    return gSlotsUsed;
+}
+
+std::string FILEDECODE::formatFile(const DecodeData &data) {
+    return textFormat("File: %lu of %lu", static_cast<unsigned long>(data.part),
+                      static_cast<unsigned long>(data.parts));
+}
+
+std::string FILEDECODE::formatLines(const DecodeData &data) {
+    return textFormat("Lines: %llu", static_cast<unsigned long long>(data.lines));
+}
+
+std::unique_ptr<DecodeWindow::VIEW> DecodeWindow::HOST::viewOpen(const std::string &) {
+    return nullptr;
+}
+
+bool DecodeWindow::HOST::launch(const char *path, const char *) {
+    return launchDefault(path);
+}
+
+void DecodeWindow::hostSet(HOST *host) {
+    gHost = host;
+}
+
+bool DecodeWindow::Create(const void *row, const char *messagePath, uint32_t number,
+                          const char *outputPath, const char *mimeType, uint32_t startOffset,
+                          IMsg::AttachType attachType, bool whole1, bool whole2, bool launch) {
+    auto *data = new (std::nothrow) Data;
+    if (data == nullptr)
+        return false;
+    data->number = number;
+    data->attachType = attachType;
+    data->outputPath = outputPath != nullptr ? outputPath : "";
+    data->mimeType = mimeType != nullptr ? mimeType : "";
+    data->whole1 = whole1;
+    data->whole2 = whole2;
+    data->row = row;
+    data->messagePath = messagePath != nullptr ? messagePath : "";
+    data->startOffset = startOffset;
+    data->launch = launch;
+    if (THREAD::spawn(daemon, kThreadName, data) == nullptr) {
+        delete data;
+        return false;
+    }
+    return true;
+}
+
+namespace {
+
+struct PROGRESSLINK {
+    DecodeWindow::VIEW *view = nullptr;
+    bool cancelled = false;
+};
+
+// Quitting the program cancels like the user does: quietly.
+bool progressPass(void *context, const FILEDECODE::DecodeData &data) {
+    auto *link = static_cast<PROGRESSLINK *>(context);
+    if (!THREAD::running() || (link->view != nullptr && !link->view->update(data))) {
+        link->cancelled = true;
+        return false;
+    }
+    return true;
+}
+
+// Waits for a free slot; false when the program stops or kSlotWait passes first.
+bool slotWait() {
+    const int64_t begun = TIMEBASE::tickCount();
+    while (!FILEDECODE::slotTake()) {
+        if (!THREAD::running() || TIMEBASE::tickCount() - begun >= DecodeWindow::kSlotWait)
+            return false;
+        sleepUsecs(DecodeWindow::kSlotPoll);
+    }
+    return true;
+}
+
+} // namespace
+
+int32_t DecodeWindow::daemon(void *pointer) {
+    std::unique_ptr<Data> data(static_cast<Data *>(pointer));
+    HOST *host = gHost.load();
+    const bool whole = data->whole1 && data->whole2;
+    std::vector<std::string> files;
+    ERRORNUM error = ErrorNone;
+    if (whole)
+        files.push_back(data->messagePath);
+    else if (host == nullptr || !host->attachList(data->row, files))
+        error = ErrorMissing;
+    if (error == ErrorNone) {
+        if (!slotWait())
+            return 0;
+        const std::string title = std::string(kTitle) + leafOf(data->outputPath);
+        std::unique_ptr<VIEW> view = host != nullptr ? host->viewOpen(title) : nullptr;
+        PROGRESSLINK link;
+        link.view = view.get();
+        if (FILEDECODE::FileDecode(files, data->startOffset, data->outputPath.c_str(),
+                                   data->mimeType.c_str(), data->attachType, progressPass, &link)) {
+            if (data->launch) {
+                const bool launched =
+                    host != nullptr ? host->launch(data->outputPath.c_str(), data->mimeType.c_str())
+                                    : launchDefault(data->outputPath.c_str());
+                if (launched)
+                    sleepUsecs(kLaunchPause);
+                else
+                    error = ErrorLaunch;
+            }
+        } else if (!link.cancelled && THREAD::running()) {
+            error = ErrorDecode;
+        }
+        view.reset();
+        FILEDECODE::slotFree();
+    }
+    if (error != ErrorNone)
+        ALERT::show(errorText(error, *data));
+    return 0;
+}
+
+bool DecodeWindow::launchDefault(const char *path) {
+    char tool[] = "xdg-open";
+    std::string argument = path != nullptr ? path : "";
+    char *argv[] = {tool, argument.data(), nullptr};
+    pid_t pid = 0;
+    if (posix_spawnp(&pid, kLaunchTool, nullptr, nullptr, argv, environ) != 0)
+        return false;
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0) {
+        if (errno != EINTR)
+            return false;
+    }
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+std::string DecodeWindow::errorText(ERRORNUM error, const Data &data) {
+    const char *name = leafOf(data.outputPath);
+    switch (error) {
+    case ErrorDecode:
+        return textFormat("There was a problem decoding attachment '%s'.  The original "
+                          "message%s may be corrupt or you might not have enough free disk "
+                          "space.",
+                          name, data.whole1 && data.whole2 ? "" : "s");
+    case ErrorMissing:
+        return textFormat("Couldn't find all messages for attachment '%s'.  Make sure all "
+                          "message parts are in the same folder or newsgroup and that all have "
+                          "had their message bodies downloaded.",
+                          name);
+    case ErrorLaunch:
+        return textFormat("Couldn't launch attachment '%s'.  Check the FileTypes database to "
+                          "see if its MIME type has a preferred application.\n\nMIME type: %s",
+                          name, data.mimeType.c_str());
+    default:
+        return std::string();
+    }
+}

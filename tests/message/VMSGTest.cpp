@@ -1,0 +1,512 @@
+// Tests of message files: names, attributes with their types and limits, repair, state changes.
+#include "message/VMSG.h"
+
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <thread>
+#include <unistd.h>
+
+#include "base/TEXTFILE.h"
+#include "base/TIMEBASE.h"
+#include "tests/message/FILEDECODETestUtil.h"
+#include "tests/support/TestHome.h"
+
+namespace {
+
+using decodetest::fileGet;
+using decodetest::filePut;
+
+std::string folderMake(const std::string &name) {
+    std::string folder = testhome::path() + "/vmsg-" + name;
+    std::filesystem::create_directories(folder);
+    return folder;
+}
+
+std::string testFolder() {
+    return folderMake(::testing::UnitTest::GetInstance()->current_test_info()->name());
+}
+
+VMSG::DATA dataOf(const std::string &path) {
+    VMSG::DATA data;
+    EXPECT_TRUE(VMSG::fileData(&data, path.c_str())) << path;
+    return data;
+}
+
+// A header block built line by line, as the download code does.
+void headerAdd(HdrBuf &header, std::initializer_list<std::string> lines) {
+    header.Clear();
+    for (const std::string &line : lines)
+        header.Add(line);
+    header.End();
+}
+
+TEST(VMSGNames, NextNumbers) {
+    struct CASE {
+        int32_t mode;
+        uint32_t last;
+        uint32_t next;
+    } const cases[] = {
+        {VMSG::kNumberUp, 20000, 1},
+        {VMSG::kNumberUp, 0, 1},
+        {VMSG::kNumberUp, 20001, 1},
+        {VMSG::kNumberUp, 5, 6},
+        {VMSG::kNumberDown, 20001, 999999},
+        {VMSG::kNumberDown, 5, 999999},
+        {VMSG::kNumberDown, 0, 999999},
+        {VMSG::kNumberDown, 1000000, 999999},
+        {VMSG::kNumberDown, 20002, 20001},
+        {VMSG::kNumberDown, 999999, 999998},
+        {7, 500000, 499999},
+    };
+    for (const CASE &c : cases)
+        EXPECT_EQ(VMSG::msgNumNext(c.mode, c.last), c.next) << c.mode << " " << c.last;
+}
+
+TEST(VMSGNames, FileNames) {
+    char name[32];
+    VMSG::filename(name, 20001, sizeof(name));
+    EXPECT_STREQ(name, "VM020001.vmf");
+    VMSG::filename(name, 7, 5);
+    EXPECT_STREQ(name, "VM00");
+}
+
+TEST(VMSGNames, ResolveSkipsTakenNames) {
+    const std::string folder = testFolder();
+    filePut(folder + "/VM999999.vmf", "x");
+    uint32_t last = 0;
+    char name[40] = "";
+    ASSERT_TRUE(
+        VMSG::filenameResolve(folder.c_str(), VMSG::kNumberDown, &last, name, sizeof(name)));
+    EXPECT_STREQ(name, "VM999998.vmf");
+    EXPECT_EQ(last, 999998u);
+
+    // A free name the caller gives is kept as it is.
+    std::strcpy(name, "Mine.vmf");
+    ASSERT_TRUE(
+        VMSG::filenameResolve(folder.c_str(), VMSG::kNumberDown, &last, name, sizeof(name)));
+    EXPECT_STREQ(name, "Mine.vmf");
+}
+
+TEST(VMSGNames, ResolveGivesUpAfterFiveThousand) {
+    const std::string folder = testFolder();
+    // Links to one file: new names are cheap where new files are not.
+    const std::string one = folder + "/one";
+    filePut(one, "");
+    char name[40];
+    for (uint32_t number = 1; number <= VMSG::kResolveTries; number++) {
+        VMSG::filename(name, number, sizeof(name));
+        ASSERT_EQ(link(one.c_str(), (folder + "/" + name).c_str()), 0);
+    }
+    uint32_t last = 0;
+    name[0] = '\0';
+    EXPECT_FALSE(VMSG::filenameResolve(folder.c_str(), VMSG::kNumberUp, &last, name, sizeof(name)));
+    EXPECT_EQ(last, VMSG::kResolveTries);
+}
+
+TEST(VMSGDisplay, IconsTextsAndRows) {
+    struct CASE {
+        int32_t type;
+        VMSG::ICON unread;
+        VMSG::ICON read;
+    } const cases[] = {
+        {15, VMSG::IconMailUnread, VMSG::IconMailRead},
+        {20, VMSG::IconNewsHeaderUnread, VMSG::IconNewsHeaderRead},
+        {21, VMSG::IconNewsHeaderDownload, VMSG::IconNewsHeaderReadDownload},
+        {22, VMSG::IconNewsHeaderFailed, VMSG::IconNewsHeaderRead},
+        {35, VMSG::IconNewsUnread, VMSG::IconNewsRead},
+        {36, VMSG::IconUnknown, VMSG::IconUnknown},
+    };
+    for (const CASE &c : cases) {
+        EXPECT_EQ(VMSG::typeIcon(c.type, false), c.unread) << c.type;
+        EXPECT_EQ(VMSG::typeIcon(c.type, true), c.read) << c.type;
+    }
+    ASSERT_NE(VMSG::attrFind(VMSG::AttrMsgid), nullptr);
+    EXPECT_STREQ(VMSG::attrFind(VMSG::AttrMsgid)->name, "VELLOWICK:msgid");
+    EXPECT_TRUE(VMSG::attrFind(VMSG::AttrMsgid)->indexed);
+    EXPECT_STREQ(VMSG::attrFind(VMSG::AttrPostServer)->publicName, "Posting Server");
+    EXPECT_EQ(VMSG::attrFind(13), nullptr);
+
+    struct SIZECASE {
+        uint64_t size;
+        const char *text;
+    } const sizes[] = {
+        {0, "0 bytes"},    {1023, "1023 bytes"}, {1024, "1.00 KB"},
+        {1536, "1.50 KB"}, {1048576, "1.00 MB"}, {5 * 1048576 + 1, "5.00 MB"},
+    };
+    VMSG::DATA data;
+    VMSG::ATTRSTR texts;
+    for (const SIZECASE &c : sizes) {
+        data.size = c.size;
+        VMSG::attrStr(&data, &texts);
+        EXPECT_STREQ(texts.size, c.text);
+    }
+    data.own = true;
+    data.lines = 42;
+    data.subject = std::string(500, 's');
+    VMSG::attrStr(&data, &texts);
+    EXPECT_STREQ(texts.charset, "ISO-8859-1 *");
+    EXPECT_STREQ(texts.lines, "42");
+    EXPECT_EQ(std::strlen(texts.subject), sizeof(texts.subject) - 1);
+}
+
+TEST(VMSGAttributes, RepairedFileGetsTypeFromHeader) {
+    struct CASE {
+        const char *name;
+        const char *text;
+        int32_t type;
+        int32_t lines;
+    } const cases[] = {
+        {"news-header", "Newsgroups: alt.test\nSubject: h\n", 20, 0},
+        {"news-header-sep", "Newsgroups: alt.test\nSubject: h\n\n", 20, 0},
+        {"news-body", "Newsgroups: alt.test\nSubject: b\n\none\ntwo\n", 35, 2},
+        {"news-lines", "Newsgroups: alt.test\nLines: 9\n\none\n", 35, 9},
+        {"mail", "Subject: m\nFrom: a@b.example\n\nbody\n", 15, 1},
+        {"none-groups", "Newsgroups: <None>\n\nbody\n", 15, 1},
+    };
+    const std::string folder = testFolder();
+    for (const CASE &c : cases) {
+        const std::string path = folder + "/" + c.name;
+        filePut(path, c.text);
+        ASSERT_TRUE(VMSG::fileSetup(path.c_str())) << c.name;
+        VMSG::DATA data = dataOf(path);
+        EXPECT_EQ(data.type, c.type) << c.name;
+        EXPECT_EQ(data.lines, c.lines) << c.name;
+        EXPECT_TRUE(data.read) << c.name;
+        EXPECT_EQ(data.postServer, -1) << c.name;
+        EXPECT_EQ(data.filename, c.name);
+        TEXTFILE file;
+        ASSERT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
+        char mime[64];
+        ASSERT_EQ(file.mimeGet(mime, sizeof(mime)), DISKFILE::kSuccess);
+        EXPECT_STREQ(mime, VMSG::kMimeType);
+    }
+    // Reading a file without attributes repairs it; body lines are counted only up to 201.
+    std::string many = "Subject: x\n\n";
+    for (int i = 0; i < 500; i++)
+        many += "line\n";
+    filePut(folder + "/many", many);
+    VMSG::DATA data = dataOf(folder + "/many");
+    EXPECT_EQ(data.lines, int32_t(VMSG::kSetupLinesMax));
+    EXPECT_EQ(data.type, IMsg::MsgTypeMail);
+}
+
+TEST(VMSGAttributes, ValuesTypesAndSizes) {
+    const std::string path = testFolder() + "/msg.vmf";
+    filePut(path, "Subject: Hello\nFrom: John Doe <jd@example.invalid>\nNewsgroups: a.b, c.d\n"
+                  "Date: Tue, 3 Oct 2000 14:05:09 -0700\nLines: 3\n"
+                  "Message-ID: <VM0123456789ABCDEF@host.example>\n"
+                  "References: <a@b><c@d>\n"
+                  "Content-Type: text/plain; charset=KOI8-R\n\nbody\n");
+    ASSERT_TRUE(
+        VMSG::attrCreate(path.c_str(), 35, nullptr, IMsg::CharsetNone, false, 0, false, 77));
+    VMSG::DATA data = dataOf(path);
+    EXPECT_EQ(data.subject, "Hello");
+    EXPECT_EQ(data.author, "John Doe");
+    EXPECT_EQ(data.email, "jd@example.invalid");
+    EXPECT_EQ(data.to, "<None>");
+    EXPECT_EQ(data.newsgroups, "a.b,c.d");
+    EXPECT_EQ(data.dateTime, int64_t(970607109) * TIMEBASE::kSecond);
+    EXPECT_EQ(data.lines, 3);
+    EXPECT_EQ(data.type, 35);
+    EXPECT_FALSE(data.read);
+    EXPECT_TRUE(data.own);
+    EXPECT_EQ(data.references, "<a@b> <c@d>");
+    EXPECT_EQ(data.charset, IMsg::CharsetKOI8R);
+    EXPECT_EQ(data.postServer, 77);
+    EXPECT_EQ(data.size, std::filesystem::file_size(path));
+
+    // The stored form: the type tag, then the value; strings with their NUL.
+    struct RAW {
+        const char *name;
+        const char *tag;
+        size_t size;
+    } const raws[] = {
+        {"user.VELLOWICK:subject", "CSTR", 6},    {"user.VELLOWICK:datetime", "TIME", 4},
+        {"user.VELLOWICK:lines", "LONG", 4},      {"user.VELLOWICK:read", "BOOL", 1},
+        {"user.VELLOWICK:type", "LONG", 4},       {"user.VELLOWICK:charset", "LONG", 4},
+        {"user.VELLOWICK:postserver", "LLNG", 8}, {"user.VELLOWICK:to", "CSTR", 7},
+    };
+    for (const RAW &raw : raws) {
+        char value[64];
+        ssize_t got = getxattr(path.c_str(), raw.name, value, sizeof(value));
+        ASSERT_EQ(got, ssize_t(4 + raw.size)) << raw.name;
+        EXPECT_EQ(std::string(value, 4), raw.tag) << raw.name;
+    }
+
+    // Without a Lines field the caller's count is taken, when it is at least 1.
+    filePut(path, "Subject: x\n\nbody\n");
+    ASSERT_TRUE(
+        VMSG::attrCreate(path.c_str(), 20, nullptr, IMsg::CharsetNone, false, 12, true, -1));
+    EXPECT_EQ(dataOf(path).lines, 12);
+    // A charset the caller knows is set before reading; the header's own charset still wins.
+    ASSERT_TRUE(
+        VMSG::attrCreate(path.c_str(), 20, nullptr, IMsg::CharsetWindows1251, true, 0, true, -1));
+    EXPECT_EQ(dataOf(path).charset, IMsg::CharsetWindows1251);
+    VMSG::csetDefault(IMsg::CharsetISO15);
+    ASSERT_TRUE(VMSG::attrCreate(path.c_str(), 20, nullptr, IMsg::CharsetNone, false, 0, true, -1));
+    EXPECT_EQ(dataOf(path).charset, IMsg::CharsetISO15);
+    VMSG::csetDefault(IMsg::CharsetISO1);
+}
+
+TEST(VMSGAttributes, MissingMessageIdGetsFallback) {
+    const std::string path = testFolder() + "/noid.vmf";
+    filePut(path, "Subject: no id\nNewsgroups: alt.test\n\nbody\n");
+    ASSERT_TRUE(
+        VMSG::attrCreate(path.c_str(), 35, nullptr, IMsg::CharsetNone, false, 0, false, -1));
+    VMSG::DATA data = dataOf(path);
+    EXPECT_TRUE(IMsg::MsgidCheck(data.msgid)) << data.msgid;
+    EXPECT_EQ(data.msgid.rfind("<BG", 0), 0u) << data.msgid;
+    EXPECT_FALSE(data.own);
+}
+
+TEST(VMSGAttributes, LongSubjectReadsBackCut) {
+    const std::string path = testFolder() + "/long.vmf";
+    filePut(path, "Subject: x\n\nbody\n");
+    HdrBuf header;
+    headerAdd(header, {"Subject: " + std::string(4000, 'a'), "Newsgroups: alt.test"});
+    TEXTFILE file;
+    ASSERT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
+    ASSERT_TRUE(VMSG::attrWriteAll(&file, &header, 35, false, -1));
+    VMSG::DATA data;
+    ASSERT_TRUE(VMSG::attrReadAll(&file, &data));
+    EXPECT_EQ(data.subject, std::string(VMSG::kStringReadMax, 'a'));
+
+    // A cut never splits a UTF-8 character: "é" is two bytes.
+    std::string accents;
+    while (accents.size() < 4000)
+        accents += "\xC3\xA9";
+    headerAdd(header, {"Subject: ab" + accents});
+    ASSERT_TRUE(VMSG::attrWriteAll(&file, &header, 35, false, -1));
+    ASSERT_TRUE(VMSG::attrReadAll(&file, &data));
+    EXPECT_EQ(data.subject.size(), VMSG::kStringReadMax - 1);
+}
+
+// On ext4 the whole values cannot be stored (about 4 KiB of attributes per file); the
+// message must still be stored, listed and threaded. Elsewhere they are stored whole.
+TEST(VMSGAttributes, LongTextsSurviveSmallAttributeSpace) {
+    const std::string path = testFolder() + "/big.vmf";
+    filePut(path, "Subject: x\n\nbody\n");
+    std::string references = "<root@example.invalid>";
+    int id = 0;
+    while (references.size() < 2000)
+        references += " <id" + std::to_string(++id) + "@example.invalid>";
+    references += " <parent@example.invalid>";
+    const std::string subject(3000, 'S');
+    HdrBuf header;
+    headerAdd(header, {"Subject: " + subject, "Newsgroups: alt.test",
+                       "Message-ID: <big@example.invalid>", "References: " + references});
+    ASSERT_EQ(std::string(header.StringReferences()), references);
+
+    // Does this file system take both texts whole?
+    const std::string probe = path + ".probe";
+    filePut(probe, "");
+    const std::string value(subject.size() + references.size() + 600, 'v');
+    const bool roomy = setxattr(probe.c_str(), "user.probe", value.data(), value.size(), 0) == 0;
+
+    TEXTFILE file;
+    ASSERT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
+    ASSERT_TRUE(VMSG::attrWriteAll(&file, &header, 35, false, -1));
+    VMSG::DATA data;
+    ASSERT_TRUE(VMSG::attrReadAll(&file, &data));
+    EXPECT_EQ(data.msgid, "<big@example.invalid>");
+    if (roomy) {
+        EXPECT_EQ(data.subject, subject);
+        EXPECT_EQ(data.references, references);
+        return;
+    }
+    EXPECT_GE(data.subject.size(), 1024u);
+    EXPECT_EQ(subject.compare(0, data.subject.size(), data.subject), 0);
+    EXPECT_EQ(data.references.rfind("<root@example.invalid> ", 0), 0u) << data.references;
+    const std::string parent = " <parent@example.invalid>";
+    ASSERT_GE(data.references.size(), parent.size());
+    EXPECT_EQ(data.references.substr(data.references.size() - parent.size()), parent);
+    EXPECT_LT(data.references.size(), references.size());
+}
+
+TEST(VMSGAttributes, ReferencesShorten) {
+    const std::string refs = "<a@x> <b@x> <c@x> <d@x>";
+    struct CASE {
+        size_t max;
+        const char *out;
+    } const cases[] = {
+        {100, "<a@x> <b@x> <c@x> <d@x>"},
+        {22, "<a@x> <c@x> <d@x>"},
+        {17, "<a@x> <c@x> <d@x>"},
+        {16, "<a@x> <d@x>"},
+        {3, "<a@x> <d@x>"},
+    };
+    for (const CASE &c : cases)
+        EXPECT_EQ(VMSG::referencesShorten(refs, c.max), c.out) << c.max;
+    EXPECT_EQ(VMSG::referencesShorten("<only@x>", 2), "<only@x>");
+}
+
+TEST(VMSGAttributes, UnrepairableFileIsLeftOut) {
+    const std::string path = testFolder() + "/locked.vmf";
+    filePut(path, "Subject: x\n\nbody\n");
+    chmod(path.c_str(), 0444);
+    VMSG::DATA data;
+    data.subject = "stale";
+    EXPECT_FALSE(VMSG::fileData(&data, path.c_str()));
+    EXPECT_TRUE(data.subject.empty());
+    EXPECT_EQ(data.node, -1);
+    TEXTFILE file;
+    EXPECT_EQ(VMSG::fileOpen(&file, path.c_str(), &data, DISKFILE::kRead, 2048),
+              DISKFILE::kAttrNotFound);
+    EXPECT_FALSE(file.open());
+}
+
+TEST(VMSGAttributes, ReadersSeeWholeValuesWhileAnotherThreadWrites) {
+    const std::string path = testFolder() + "/busy.vmf";
+    filePut(path, "Subject: first\n\nbody\n");
+    ASSERT_TRUE(VMSG::fileSetup(path.c_str()));
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+        HdrBuf header;
+        for (int i = 0; !stop; i++) {
+            headerAdd(header, {i % 2 ? "Subject: first" : "Subject: second"});
+            TEXTFILE file;
+            if (file.open(path.c_str(), DISKFILE::kRead) == DISKFILE::kSuccess)
+                VMSG::attrWriteAll(&file, &header, 35, i % 2, -1);
+        }
+    });
+    for (int i = 0; i < 300; i++) {
+        VMSG::DATA data;
+        ASSERT_TRUE(VMSG::fileData(&data, path.c_str()));
+        ASSERT_TRUE(data.subject == "first" || data.subject == "second") << data.subject;
+    }
+    stop = true;
+    writer.join();
+}
+
+TEST(VMSGState, DownloadReadAndType) {
+    struct CASE {
+        int32_t type;
+        bool download;
+        int32_t after;
+    } const cases[] = {
+        {20, true, 21}, {21, false, 20}, {20, false, 20}, {21, true, 21},
+        {22, true, 22}, {35, true, 35},  {15, true, 15},
+    };
+    const std::string path = testFolder() + "/state.vmf";
+    filePut(path, "Newsgroups: alt.test\nSubject: s\n");
+    ASSERT_TRUE(VMSG::fileSetup(path.c_str()));
+    for (const CASE &c : cases) {
+        ASSERT_TRUE(VMSG::setType(path.c_str(), c.type));
+        EXPECT_TRUE(VMSG::setDownload(path.c_str(), c.download));
+        EXPECT_EQ(dataOf(path).type, c.after) << c.type << " " << c.download;
+    }
+    int64_t node = 0;
+    ASSERT_TRUE(VMSG::setRead(path.c_str(), false, &node));
+    EXPECT_EQ(node,
+              int64_t(std::filesystem::status(path).type() == std::filesystem::file_type::regular
+                          ? dataOf(path).node
+                          : -2));
+    bool read = true;
+    ASSERT_TRUE(VMSG::fileIsRead(path.c_str(), &read));
+    EXPECT_FALSE(read);
+    ASSERT_TRUE(VMSG::setRead(path.c_str(), true));
+    ASSERT_TRUE(VMSG::fileIsRead(path.c_str(), &read));
+    EXPECT_TRUE(read);
+    EXPECT_FALSE(VMSG::fileIsRead((path + ".gone").c_str(), &read));
+    EXPECT_FALSE(read);
+}
+
+TEST(VMSGFiles, TruncateKeepsHeaderLines) {
+    const std::string folder = testFolder();
+    struct CASE {
+        const char *text;
+        const char *after;
+    } const cases[] = {
+        {"Subject: a\nFrom: b\n\nbody\nmore\n", "Subject: a\nFrom: b\n"},
+        {"Subject: a\n", "Subject: a\n"},
+        {"Subject: a\n\n", "Subject: a\n"},
+        {"\nbody\n", ""},
+    };
+    for (const CASE &c : cases) {
+        const std::string path = folder + "/cut.vmf";
+        filePut(path, c.text);
+        ASSERT_TRUE(VMSG::fileTruncate(path.c_str())) << c.text;
+        EXPECT_EQ(fileGet(path), c.after) << c.text;
+    }
+    EXPECT_FALSE(VMSG::fileTruncate((folder + "/missing").c_str()));
+}
+
+// What the composer writes is read back as it was meant: header fields, wrapped body in the
+// message's character set, attributes.
+TEST(VMSGFiles, OutgoingMessageReadsBack) {
+    struct CASE {
+        IMsg::Charset charset;
+        const char *bodyBytes; // the converted "Grüße" / "привет" words
+    } const cases[] = {
+        {IMsg::CharsetISO1, "Gr\xFC\xDF"
+                            "e"},
+        {IMsg::CharsetKOI8R, "\xD0\xD2\xC9\xD7\xC5\xD4"},
+    };
+    const std::string folder = testFolder();
+    for (const CASE &c : cases) {
+        HdrBuf::SendInfo info;
+        info.type = IMsg::MsgTypeNews;
+        info.charset = c.charset;
+        info.width = 20;
+        info.postServer = 4242;
+        info.author = "Ann Poster";
+        info.email = "ann@example.invalid";
+        info.newsgroups = "alt.test";
+        info.subject = "Test post";
+        const std::string word = c.charset == IMsg::CharsetISO1 ? "Grüße" : "привет";
+        const std::string body = "one two three four five six seven\n\n" + word;
+        const std::string path = folder + "/out-" + std::to_string(c.charset) + ".vmf";
+        TEXTFILE file;
+        ASSERT_EQ(VMSG::fileCreate(&file, path.c_str(), 2048), DISKFILE::kSuccess);
+        ASSERT_TRUE(VMSG::fileWrite(&file, &info, body));
+        ASSERT_EQ(file.close(), DISKFILE::kSuccess);
+
+        const std::string text = fileGet(path);
+        const size_t split = text.find("\n\n");
+        ASSERT_NE(split, std::string::npos);
+        EXPECT_EQ(text.substr(split + 2),
+                  "one two three four\nfive six seven\n\n" + std::string(c.bodyBytes) + "\n");
+        EXPECT_NE(text.find("Lines: 4\n"), std::string::npos) << text;
+
+        TEXTFILE in;
+        ASSERT_EQ(in.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
+        HdrBuf header;
+        ASSERT_TRUE(header.Read(&in));
+        EXPECT_STREQ(header.StringSubject(), "Test post");
+        EXPECT_STREQ(header.StringAuthor(), "Ann Poster");
+        EXPECT_STREQ(header.StringEmail(), "ann@example.invalid");
+        EXPECT_STREQ(header.StringNewsgroups(), "alt.test");
+        EXPECT_EQ(header.CharsetGet(), c.charset);
+
+        VMSG::DATA data = dataOf(path);
+        EXPECT_FALSE(data.read);
+        EXPECT_EQ(data.type, IMsg::MsgTypeNews);
+        EXPECT_EQ(data.postServer, 4242);
+        EXPECT_EQ(data.lines, 4);
+        EXPECT_EQ(data.charset, c.charset);
+        EXPECT_TRUE(data.own) << data.msgid;
+        EXPECT_EQ(data.subject, "Test post");
+    }
+}
+
+TEST(VMSGFiles, SignatureLines) {
+    const std::string path = testFolder() + "/sig.txt";
+    filePut(path, "-- \nAnn\n" + std::string(1500, 'x') + "\nlast");
+    std::vector<std::string> lines;
+    auto collect = [](void *context, std::string_view line) {
+        static_cast<std::vector<std::string> *>(context)->emplace_back(line);
+        return true;
+    };
+    ASSERT_EQ(VMSG::sigRead(path.c_str(), collect, &lines), DISKFILE::kSuccess);
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_EQ(lines[0], "-- ");
+    EXPECT_EQ(lines[2].size() + lines[3].size(), 1500u);
+    EXPECT_EQ(lines[4], "last");
+    EXPECT_EQ(VMSG::sigRead((path + ".none").c_str(), collect, &lines), DISKFILE::kNotFound);
+}
+
+} // namespace
