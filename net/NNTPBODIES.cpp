@@ -1,4 +1,5 @@
 // Fetching the bodies of header-only messages the user marked for download (BODY).
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -25,7 +26,8 @@ int32_t fileType(const char *path) {
     return type;
 }
 
-// Paths of the regular files directly in a folder, taken before any of them changes.
+// Paths of the regular files directly in a folder, in name order so that the work is the
+// same on every run, taken before any of them changes.
 std::vector<std::string> folderFiles(const char *path) {
     std::vector<std::string> files;
     DISKFILE walk;
@@ -37,6 +39,7 @@ std::vector<std::string> folderFiles(const char *path) {
             return true;
         },
         &files);
+    std::sort(files.begin(), files.end());
     return files;
 }
 
