@@ -105,7 +105,13 @@ int64_t KILLFILE::_expiry(int64_t from) {
 }
 
 bool KILLFILE::_listAdd(const char *line, int64_t now) {
-    std::string_view rest = STR::trim(std::string_view(line));
+    // The line loses its blanks and line end but not its TABs, which separate fields: an
+    // empty last time field stays a field.
+    std::string_view rest = line;
+    while (!rest.empty() && STR::isBlank(rest.front()) && rest.front() != '\t')
+        rest.remove_prefix(1);
+    while (!rest.empty() && STR::isBlank(rest.back()) && rest.back() != '\t')
+        rest.remove_suffix(1);
     std::string_view fields[kFieldsMax + 1];
     size_t count = 0;
     for (;;) {

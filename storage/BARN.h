@@ -272,6 +272,8 @@ private:
 
     // Makes a node of the type with its starting fields.
     static void _nodeInit(NODE *node, NODETYPE type);
+    // Clears the bytes behind each text's terminator, so that equal nodes compare equal.
+    static void _tidy(NODE *node);
     // Reads the node whose directory is path; false when it must be left out.
     static bool _listNodeRead(NODE *node, const char *path, NODETYPE type, FIXEDFOLDER kind,
                               SORTCLASS sortClass);

@@ -85,6 +85,27 @@ void BARN::_nodeInit(NODE *node, NODETYPE type) {
     }
 }
 
+namespace {
+template <size_t SIZE>
+void tidyText(char (&text)[SIZE]) {
+    size_t length = strnlen(text, SIZE - 1);
+    std::memset(text + length, 0, SIZE - length);
+}
+} // namespace
+
+void BARN::_tidy(NODE *node) {
+    tidyText(node->name);
+    tidyText(node->path);
+    if (node->type != NODETYPE::Server)
+        return;
+    tidyText(node->server.hostname);
+    tidyText(node->server.postName);
+    tidyText(node->server.postMail);
+    tidyText(node->server.postOrg);
+    tidyText(node->server.username);
+    tidyText(node->server.password);
+}
+
 bool BARN::folderNameCheck(const char *name) {
     return name != nullptr && std::strlen(name) <= kNameMax && STR::isLeaf(name);
 }
@@ -191,6 +212,7 @@ bool BARN::_fixedAdd(FIXEDFOLDER kind) {
 }
 
 long long BARN::_createLocked(NODE *node, int64_t parent) {
+    _tidy(node);
     if (!BARNFILE::dirReboot(node->path))
         return kNodeNone;
     node->number = nodeNumber(node->path);
@@ -333,6 +355,7 @@ bool BARN::nodeSave(const NODE *node) {
             std::memcpy(&next.group, &node->group, sizeof(next.group));
         else if (stored->type == NODETYPE::Server)
             std::memcpy(&next.server, &node->server, sizeof(next.server));
+        _tidy(&next);
         if (nodeCompare(&next, stored))
             return true;
         if (stored->type == NODETYPE::Server && !serverWrite(&next))
