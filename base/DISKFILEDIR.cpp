@@ -47,12 +47,17 @@ DIR *openDirectory(const char *path, struct stat *info, DISKFILE::ERROR *error) 
     return dir;
 }
 
-void fillEntry(DISKFILE::ENTRY *entry, const char *parent, const struct stat &parentInfo,
+// The path of a child of parent; false when it is longer than a path the class can hold.
+// Such a child is passed over by walks: cut, its path would name the parent itself (entered
+// again without end) or another entry, which a caller would then erase or open.
+bool childPath(const char *parent, const char *name, std::string *path) {
+    *path = std::string(parent) + "/" + name;
+    return path->size() <= DISKFILE::kPathMax;
+}
+
+void fillEntry(DISKFILE::ENTRY *entry, const std::string &path, const struct stat &parentInfo,
                const dirent &raw) {
-    std::string path = std::string(parent) + "/" + raw.d_name;
-    size_t length = path.size() < DISKFILE::kPathMax ? path.size() : DISKFILE::kPathMax;
-    memcpy(entry->path, path.data(), length);
-    entry->path[length] = '\0';
+    memcpy(entry->path, path.c_str(), path.size() + 1);
     entry->type = typeOfDirent(raw.d_type);
     entry->node = int64_t(raw.d_ino);
     entry->directory = int64_t(parentInfo.st_ino);
@@ -156,6 +161,7 @@ DISKFILE::ERROR DISKFILE::_iterate(const char *path, bool recurse, bool *next, i
     if (dir == nullptr)
         return error;
     ENTRY entry;
+    std::string child;
     for (;;) {
         dirent *raw = nextEntry(dir);
         if (raw == nullptr) {
@@ -163,7 +169,9 @@ DISKFILE::ERROR DISKFILE::_iterate(const char *path, bool recurse, bool *next, i
                 error = dirTranslate(errorGet(errno, kEraseFailed));
             break;
         }
-        fillEntry(&entry, path, info, *raw);
+        if (!childPath(path, raw->d_name, &child))
+            continue;
+        fillEntry(&entry, child, info, *raw);
         if (raw->d_type == DT_UNKNOWN)
             typeGet(entry.path, &entry.type);
         if (!callback(data, next, depth, entry)) {
@@ -219,10 +227,13 @@ DISKFILE::ERROR DISKFILE::dirObliterate(const char *path) {
     DIR *dir = openDirectory(cut, &info, &error);
     if (dir == nullptr)
         return error;
-    // The names are taken first so that erasing does not disturb the walk.
+    // The names are taken first so that erasing does not disturb the walk. A child too long
+    // to name stays, and the folder's own erase then reports it as not empty.
     std::vector<std::string> children;
+    std::string child;
     while (dirent *raw = nextEntry(dir))
-        children.push_back(std::string(cut) + "/" + raw->d_name);
+        if (childPath(cut, raw->d_name, &child))
+            children.push_back(child);
     closedir(dir);
     for (const std::string &child : children) {
         error = erase(child.c_str());

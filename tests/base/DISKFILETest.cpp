@@ -1,4 +1,5 @@
 // The file layer: error table, open file operations, permissions, locks, paths and the trash.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -380,6 +381,40 @@ TEST(DISKFILEDirs, IterateRecursiveFlatAndObliterate) {
     EXPECT_EQ(file.dirIterate((dir + "/none").c_str(), count, &raw), DISKFILE::kDirNotFound);
     EXPECT_EQ(file.dirObliterate(dir.c_str()), DISKFILE::kSuccess);
     EXPECT_FALSE(exists(dir));
+}
+
+// A folder below dir whose path is exactly length characters long.
+std::string folderOfLength(const std::string &dir, size_t length) {
+    std::string path = dir;
+    while (path.size() + 1 < length) {
+        size_t part = std::min<size_t>(length - path.size() - 1, 200);
+        // Never leave a remainder too short for a name of its own.
+        if (length - path.size() - 1 - part == 1)
+            --part;
+        path += "/" + std::string(part, 'd');
+        std::filesystem::create_directories(path);
+    }
+    return path;
+}
+
+// A child whose full path does not fit is passed over: its cut path would name the folder
+// itself (which a walk would enter again without end) or another entry.
+TEST(DISKFILEDirs, EntriesWhosePathsDoNotFitArePassedOver) {
+    for (size_t length : {DISKFILE::kPathMax - 1, DISKFILE::kPathMax}) {
+        std::string dir = freshDir("fit");
+        std::string folder = folderOfLength(dir, length);
+        ASSERT_EQ(folder.size(), length);
+        std::filesystem::create_directories(folder + "/sub/deeper");
+        writeRaw(folder + "/file", "keep");
+        DISKFILE file;
+        WALK walk;
+        ASSERT_EQ(file.dirIterate(folder.c_str(), true, walkRecord, &walk), DISKFILE::kSuccess);
+        EXPECT_TRUE(walk.seen.empty());
+        EXPECT_EQ(file.dirObliterate(folder.c_str()), DISKFILE::kDirNotEmpty);
+        EXPECT_EQ(readRaw(folder + "/file"), "keep");
+        EXPECT_TRUE(exists(folder + "/sub/deeper"));
+        std::filesystem::remove_all(dir);
+    }
 }
 
 } // namespace
