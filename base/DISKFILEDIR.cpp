@@ -48,8 +48,8 @@ DIR *openDirectory(const char *path, struct stat *info, DISKFILE::ERROR *error) 
 }
 
 // The path of a child of parent; false when it is longer than a path the class can hold.
-// Such a child is passed over by walks: cut, its path would name the parent itself (entered
-// again without end) or another entry, which a caller would then erase or open.
+// Cut, it would name the parent itself (a walk would enter it again without end) or another
+// entry, which the caller would then erase or overwrite; such children are passed over.
 bool childPath(const char *parent, const char *name, std::string *path) {
     *path = std::string(parent) + "/" + name;
     return path->size() <= DISKFILE::kPathMax;
@@ -134,7 +134,10 @@ DISKFILE::ERROR DISKFILE::dirAccess(const char *path) {
     CRITSECT_HOLD hold(*this);
     char cut[kPathMax + 1];
     _cut(cut, path);
-    std::string probe = std::string(cut) + "/" + kAccessProbe;
+    std::string probe;
+    // Cut, the probe's path would name another file, which it would truncate and erase.
+    if (!childPath(cut, kAccessProbe, &probe))
+        return kPathInvalid;
     ERROR error = create(probe.c_str(), kReadWrite);
     if (error != kSuccess)
         return dirTranslate(error);

@@ -417,4 +417,16 @@ TEST(DISKFILEDirs, EntriesWhosePathsDoNotFitArePassedOver) {
     }
 }
 
+// The probe's cut path would be another file of the folder, which it would empty and erase.
+TEST(DISKFILEDirs, AccessProbeNeverStandsInForAnotherFile) {
+    std::string dir = freshDir("probe");
+    std::string folder = folderOfLength(dir, DISKFILE::kPathMax - 5);
+    writeRaw(folder + "/temp", "user data");
+    ASSERT_EQ((folder + "/temp").size(), DISKFILE::kPathMax);
+    DISKFILE file;
+    EXPECT_EQ(file.dirAccess(folder.c_str()), DISKFILE::kPathInvalid);
+    EXPECT_EQ(readRaw(folder + "/temp"), "user data");
+    std::filesystem::remove_all(dir);
+}
+
 } // namespace
