@@ -1,6 +1,8 @@
 // Header value texts: encoded words both ways, From splitting, parameters, References.
 #include "message/HdrBuf.h"
 
+#include <algorithm>
+
 #include "message/BINTEXT.h"
 
 namespace {
@@ -31,8 +33,11 @@ bool HdrBuf::hdrDecodeFind(std::string_view text, size_t at, Encode &word) {
     if (text.compare(at, 2, "=?") != 0)
         return false;
     size_t nameStart = at + 2;
-    size_t nameEnd = text.find('?', nameStart);
-    if (nameEnd == std::string_view::npos || nameEnd - nameStart > kCharsetNameMax)
+    // Searches stay within the longest possible word, so a text full of "=?" is still
+    // decoded in linear time.
+    size_t nameEnd =
+        text.substr(0, std::min(text.size(), nameStart + kCharsetNameMax + 1)).find('?', nameStart);
+    if (nameEnd == std::string_view::npos)
         return false;
     IMsg::Charset charset = IMsg::CharsetValue(text.substr(nameStart, nameEnd - nameStart));
     if (charset == IMsg::CharsetNone || nameEnd + 2 >= text.size())
@@ -43,7 +48,8 @@ bool HdrBuf::hdrDecodeFind(std::string_view text, size_t at, Encode &word) {
     size_t textStart = nameEnd + 3;
     if (textStart >= text.size() || text[textStart] == '?')
         return false;
-    size_t textEnd = text.find("?=", textStart);
+    size_t textEnd =
+        text.substr(0, std::min(text.size(), textStart + kWordTextMax + 2)).find("?=", textStart);
     if (textEnd == std::string_view::npos)
         return false;
     size_t length = textEnd - textStart;

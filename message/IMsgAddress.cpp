@@ -25,8 +25,11 @@ bool IMsg::EmailFindAt(std::string_view text, size_t at, size_t &start, size_t &
     if (text[at - 1] == '.' || (at + 1 < text.size() && text[at + 1] == '.'))
         return false;
 
+    // A walk longer than a part may be can stop early: one dot more or less (".." ends a
+    // walk) cannot bring it back within the limit.
+    const size_t reach = kEmailPartMax + 2;
     size_t left = at;
-    while (left > 0) {
+    while (left > 0 && at - left < reach) {
         char c = text[left - 1];
         if (c == '@' || !EmailChar(c))
             break;
@@ -43,7 +46,7 @@ bool IMsg::EmailFindAt(std::string_view text, size_t at, size_t &start, size_t &
     }
 
     size_t right = at + 1;
-    while (right < text.size()) {
+    while (right < text.size() && right - at - 1 < reach) {
         char c = text[right];
         if (c == '@' || !EmailChar(c))
             break;
