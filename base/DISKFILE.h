@@ -212,7 +212,9 @@ public:
     ERROR rename(const char *from, const char *to);
     // Contents and attributes; a partly written destination is left in place on failure.
     ERROR copy(const char *from, const char *to);
-    // Renames on one device; across devices copies and erases the source after a good copy.
+    // Replaces to: renames on one device; across devices copies and erases the source after a
+    // good copy. A missing source or target folder, or a source the owner may not rename,
+    // fails before the destination is touched.
     ERROR move(const char *from, const char *to);
     // Into the freedesktop.org trash of the path's volume, as "x", "x copy", "x copy 2", ...
     ERROR trash(const char *path);

@@ -183,14 +183,20 @@ DISKFILE::ERROR DISKFILE::move(const char *from, const char *to) {
     // Erasing the destination first would erase the only copy.
     if (sameFile(source, target))
         return kSuccess;
-    ERROR error = erase(target);
-    if (error != kSuccess && error != kNotFound)
-        return error;
+    // The destination is erased first, but only once the move can go ahead: the devices are
+    // known and, for a rename, the source may be renamed. A move that fails on those checks
+    // returns what it would have returned and leaves the destination as it was.
     int64_t sourceDevice = -10;
     int64_t targetDevice = -10;
-    if ((error = volume(source, &sourceDevice)) != kSuccess)
+    ERROR error = volume(source, &sourceDevice);
+    if (error != kSuccess)
         return error;
     if ((error = volume(parentOf(target).c_str(), &targetDevice)) != kSuccess)
+        return error;
+    if (sourceDevice == targetDevice && (error = _pathCheck(source, kWrite)) != kSuccess)
+        return error;
+    error = erase(target);
+    if (error != kSuccess && error != kNotFound)
         return error;
     if (sourceDevice == targetDevice)
         return rename(source, target);

@@ -213,4 +213,27 @@ TEST_F(DISKFILEAttr, MoveRenamesOnOneDeviceAndCopiesAcrossDevices) {
     unlink(away.c_str());
 }
 
+// The destination is erased only when the move can go ahead: a missing source, a missing
+// target folder or a source the owner may not move must not cost the user the destination.
+TEST(DISKFILEMove, AFailedMoveKeepsTheDestination) {
+    std::string dir = freshDir("move");
+    writeRaw(dir + "/target", "precious");
+    writeRaw(dir + "/fixed", "read-only", 0444);
+    DISKFILE mover;
+    const struct {
+        std::string from;
+        std::string to;
+        DISKFILE::ERROR expected;
+    } cases[] = {
+        {dir + "/absent", dir + "/target", DISKFILE::kNotFound},
+        {dir + "/fixed", dir + "/target", DISKFILE::kAccessDenied},
+        {dir + "/fixed", dir + "/no/folder/target", DISKFILE::kNotFound},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(mover.move(c.from.c_str(), c.to.c_str()), c.expected) << c.from;
+        EXPECT_EQ(readRaw(dir + "/target"), "precious") << c.from;
+    }
+    EXPECT_EQ(readRaw(dir + "/fixed"), "read-only");
+}
+
 } // namespace
