@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <sys/stat.h>
 #include <vector>
 
 #include "base/DISKFILEXATTR.h"
@@ -83,12 +82,8 @@ DISKFILE::ERROR DISKFILE::attrWrite(const char *name, uint32_t type, int64_t pos
         return error == kNotFound ? kAttrNotFound : error;
     }
     *count = size;
-    if (MSGIDINDEX::indexed(name)) {
-        struct stat info {};
-        fstat(fFd, &info);
-        std::string_view value = std::string_view(raw).substr(DISKFILEXATTR::kTagSize);
-        MSGIDINDEX::fileSet(fPath, int64_t(info.st_dev), DISKFILEXATTR::text(value));
-    }
+    if (MSGIDINDEX::indexed(name))
+        MSGIDINDEX::fileSync(fPath);
     return kSuccess;
 }
 
@@ -119,7 +114,7 @@ DISKFILE::ERROR DISKFILE::attrErase(const char *name) {
     if (status != 0)
         return errorGet(status, kWriteFailed);
     if (MSGIDINDEX::indexed(name))
-        MSGIDINDEX::fileRemove(fPath);
+        MSGIDINDEX::fileSync(fPath);
     return kSuccess;
 }
 

@@ -94,7 +94,7 @@ DISKFILE::ERROR DISKFILE::erase(const char *path) {
     if (status != 0)
         return errorGet(errno, kEraseFailed);
     if (indexed)
-        MSGIDINDEX::fileRemove(cut);
+        MSGIDINDEX::fileSync(cut);
     return kSuccess;
 }
 
@@ -126,8 +126,10 @@ DISKFILE::ERROR DISKFILE::rename(const char *from, const char *to) {
         return errorGet(errno, kRenameFailed);
     if (S_ISDIR(info.st_mode))
         MSGIDINDEX::dirRename(source, target);
-    else if (indexed)
-        MSGIDINDEX::fileRename(source, target);
+    else if (indexed) {
+        MSGIDINDEX::fileSync(source);
+        MSGIDINDEX::fileSync(target);
+    }
     return kSuccess;
 }
 

@@ -125,11 +125,11 @@ DISKFILE::ERROR DISKFILE::query(int64_t device, const char *predicate, ENTRYFUNC
         return kPathInvalid;
     for (const std::string &path : paths) {
         // The index is a hint: a row whose file is gone or holds another Message-ID is
-        // dropped; a file that fails another term is only passed over.
+        // written again from the file; a file that fails another term is only passed over.
         struct stat info {};
         if (lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode) ||
             int64_t(info.st_dev) != device || !termHolds(path, *key)) {
-            MSGIDINDEX::fileRemove(path.c_str());
+            MSGIDINDEX::fileSync(path.c_str());
             continue;
         }
         bool holds = true;

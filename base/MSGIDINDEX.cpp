@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/DISKFILE.h"
 #include "base/DISKFILEXATTR.h"
 
 namespace {
@@ -41,15 +42,30 @@ STATE &state() {
     return *gState;
 }
 
+// The one spelling a row is kept under: absolute, without empty or "." parts. Otherwise a
+// file written as "a//b" and renamed as "a/b" would keep a row under a name that is gone.
+// ".." is left alone: with links in the path, dropping it would name another directory.
 std::string absolute(const char *path) {
-    std::string result = path != nullptr ? path : "";
-    if (!result.empty() && result[0] != '/') {
+    std::string given = path != nullptr ? path : "";
+    if (!given.empty() && given[0] != '/') {
         char cwd[4096];
         if (getcwd(cwd, sizeof(cwd)) != nullptr)
-            result = std::string(cwd) + "/" + result;
+            given = std::string(cwd) + "/" + given;
     }
-    while (result.size() > 1 && result.back() == '/')
-        result.pop_back();
+    std::string result;
+    for (size_t at = 0; at < given.size();) {
+        size_t end = given.find('/', at);
+        if (end == std::string::npos)
+            end = given.size();
+        std::string_view part(given.data() + at, end - at);
+        if (!part.empty() && part != ".") {
+            result += '/';
+            result += part;
+        }
+        at = end + 1;
+    }
+    if (result.empty() && !given.empty() && given[0] == '/')
+        result = "/";
     return result;
 }
 
@@ -92,6 +108,26 @@ bool broken(int code) {
            code == SQLITE_IOERR || code == SQLITE_READONLY || code == SQLITE_ERROR;
 }
 
+// The Message-ID a regular file at path carries; false when it carries none.
+bool msgidRead(const std::string &path, std::string *raw, std::string_view *msgid) {
+    uint32_t type = 0;
+    std::string_view value;
+    if (DISKFILEXATTR::get(-1, path.c_str(), DISKFILEXATTR::fullName(MSGIDINDEX::kAttribute),
+                           raw) != 0 ||
+        !DISKFILEXATTR::decode(*raw, &type, &value))
+        return false;
+    *msgid = DISKFILEXATTR::text(value);
+    return true;
+}
+
+int insertLocked(STATE &s, const std::string &path, int64_t device, std::string_view msgid) {
+    sqlite3_reset(s.insert);
+    bindBlob(s.insert, 1, path);
+    sqlite3_bind_int64(s.insert, 2, device);
+    bindBlob(s.insert, 3, msgid);
+    return sqlite3_step(s.insert);
+}
+
 void scanDirectory(STATE &s, const std::string &path, int depth) {
     if (depth > kScanDepthMax)
         return;
@@ -100,12 +136,15 @@ void scanDirectory(STATE &s, const std::string &path, int depth) {
         return;
     struct stat info {};
     fstat(dirfd(dir), &info);
-    const std::string attribute = DISKFILEXATTR::fullName(MSGIDINDEX::kAttribute);
     std::string raw;
+    std::string_view msgid;
     while (dirent *entry = readdir(dir)) {
         if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0)
             continue;
         std::string child = path + "/" + entry->d_name;
+        // The file layer cannot name it: a hit would be handed out cut, naming another entry.
+        if (child.size() > DISKFILE::kPathMax)
+            continue;
         unsigned char kind = entry->d_type;
         if (kind == DT_UNKNOWN) {
             struct stat childInfo {};
@@ -117,17 +156,9 @@ void scanDirectory(STATE &s, const std::string &path, int depth) {
             scanDirectory(s, child, depth + 1);
             continue;
         }
-        if (kind != DT_REG || DISKFILEXATTR::get(-1, child.c_str(), attribute, &raw) != 0)
-            continue;
-        uint32_t type = 0;
-        std::string_view value;
-        if (!DISKFILEXATTR::decode(raw, &type, &value))
-            continue;
-        sqlite3_reset(s.insert);
-        bindBlob(s.insert, 1, child);
-        sqlite3_bind_int64(s.insert, 2, int64_t(info.st_dev));
-        bindBlob(s.insert, 3, DISKFILEXATTR::text(value));
-        sqlite3_step(s.insert);
+        // Inside the rebuild's transaction a failed insert is left to the commit to report.
+        if (kind == DT_REG && msgidRead(child, &raw, &msgid))
+            insertLocked(s, child, int64_t(info.st_dev), msgid);
     }
     closedir(dir);
 }
@@ -268,6 +299,18 @@ void eraseLocked(STATE &s, const std::string &path) {
     checkStep(s, sqlite3_step(s.erase));
 }
 
+// Writes the row of path from what the file there carries now, or drops it. Read under the
+// index's lock, so that of two writers the one that records last records the last value.
+void syncLocked(STATE &s, const std::string &path) {
+    struct stat info {};
+    std::string raw;
+    std::string_view msgid;
+    if (lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && msgidRead(path, &raw, &msgid))
+        checkStep(s, insertLocked(s, path, int64_t(info.st_dev), msgid));
+    else
+        eraseLocked(s, path);
+}
+
 // Paths of the rows below directory (path + "/" up to, not including, path + "0", since '0'
 // follows '/' in byte order).
 std::vector<std::string> below(STATE &s, const std::string &directory) {
@@ -340,16 +383,11 @@ bool MSGIDINDEX::lookup(int64_t device, std::string_view msgid, std::vector<std:
     return code == SQLITE_DONE;
 }
 
-void MSGIDINDEX::fileSet(const char *path, int64_t device, std::string_view msgid) {
+void MSGIDINDEX::fileSync(const char *path) {
     STATE &s = state();
     std::lock_guard hold(s.lock);
-    if (!ready(s))
-        return;
-    sqlite3_reset(s.insert);
-    bindBlob(s.insert, 1, absolute(path));
-    sqlite3_bind_int64(s.insert, 2, device);
-    bindBlob(s.insert, 3, msgid);
-    checkStep(s, sqlite3_step(s.insert));
+    if (ready(s))
+        syncLocked(s, absolute(path));
 }
 
 void MSGIDINDEX::fileRemove(const char *path) {
@@ -357,13 +395,6 @@ void MSGIDINDEX::fileRemove(const char *path) {
     std::lock_guard hold(s.lock);
     if (ready(s))
         eraseLocked(s, absolute(path));
-}
-
-void MSGIDINDEX::fileRename(const char *from, const char *to) {
-    STATE &s = state();
-    std::lock_guard hold(s.lock);
-    if (ready(s))
-        renameLocked(s, absolute(from), absolute(to));
 }
 
 void MSGIDINDEX::dirRename(const char *from, const char *to) {

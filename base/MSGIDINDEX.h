@@ -31,9 +31,11 @@ public:
 
     // Paths of the files recorded with this Message-ID on this device.
     static bool lookup(int64_t device, std::string_view msgid, std::vector<std::string> *paths);
-    static void fileSet(const char *path, int64_t device, std::string_view msgid);
+    // Records what the file at path carries now: its row is written from the attribute, or
+    // dropped when the file carries none or is gone. Called after every change to the file
+    // (both names of a rename), it keeps the index true whatever order writers run in.
+    static void fileSync(const char *path);
     static void fileRemove(const char *path);
-    static void fileRename(const char *from, const char *to);
     // Everything below a directory that was renamed or removed.
     static void dirRename(const char *from, const char *to);
     static void dirRemove(const char *path);

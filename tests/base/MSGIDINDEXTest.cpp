@@ -1,11 +1,13 @@
 // The Message-ID index behind DISKFILE::query: kept true through every file operation.
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
 #include <sys/xattr.h>
+#include <thread>
 #include <vector>
 
 #include "base/DISKFILE.h"
@@ -169,6 +171,70 @@ TEST_F(MSGIDINDEXTest, OnlyIndexedConjunctionsAreAnswered) {
               DISKFILE::kIterationAborted);
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(find("<q@x>").size(), 2u);
+}
+
+// Two objects writing the Message-ID of one file at once: whatever the order of their
+// attribute writes and index updates, the index ends with the value the file holds.
+TEST_F(MSGIDINDEXTest, ConcurrentWritersLeaveTheIndexWithTheFilesValue) {
+    std::string path = store + "/news/a/shared.vmf";
+    message(path, "<start@x>");
+    constexpr int kRounds = 400;
+    std::atomic<int> round{0};
+    std::atomic<int> done{0};
+    auto writer = [&](char side) {
+        DISKFILE own;
+        ASSERT_EQ(own.open(path.c_str(), DISKFILE::kReadWrite), DISKFILE::kSuccess);
+        for (int r = 1; r <= kRounds; ++r) {
+            while (round.load() < r)
+                std::this_thread::yield();
+            std::string msgid = "<" + std::string(1, side) + std::to_string(r) + "@x>";
+            size_t count = 0;
+            own.attrWrite(MSGIDINDEX::kAttribute, DISKFILE::kTypeString, 0, msgid.c_str(),
+                          msgid.size() + 1, &count);
+            ++done;
+        }
+    };
+    std::thread first(writer, 'a');
+    std::thread second(writer, 'b');
+    int wrong = 0;
+    for (int r = 1; r <= kRounds; ++r) {
+        round = r;
+        while (done.load() < 2 * r)
+            std::this_thread::yield();
+        std::string raw = filetest::xattrRaw(path, std::string("user.") + MSGIDINDEX::kAttribute);
+        std::string held = raw.substr(4, raw.find('\0', 4) - 4);
+        if (find(held) != PATHS{path})
+            ++wrong;
+    }
+    first.join();
+    second.join();
+    EXPECT_EQ(wrong, 0) << "rounds whose Message-ID the index did not find";
+}
+
+// One file named in two spellings is one row: a rename through the plain spelling moves it.
+TEST_F(MSGIDINDEXTest, PathSpellingsOfOneFileShareTheirRow) {
+    ASSERT_GE(MSGIDINDEX::count(), 0) << "the index is built before the file exists";
+    message(store + "/news//a/./spelled.vmf", "<spelled@x>");
+    EXPECT_EQ(find("<spelled@x>"), PATHS{store + "/news/a/spelled.vmf"});
+    std::string renamed = store + "/news/a/renamed.vmf";
+    ASSERT_EQ(file.rename((store + "/news/a/spelled.vmf").c_str(), renamed.c_str()),
+              DISKFILE::kSuccess);
+    EXPECT_EQ(find("<spelled@x>"), PATHS{renamed});
+}
+
+// A file whose path is longer than the file layer can hold is not indexed by a scan: its cut
+// path would name another entry.
+TEST_F(MSGIDINDEXTest, ScanPassesOverPathsTooLongToName) {
+    std::string folder = store + "/news/b/" + std::string(250, 'f');
+    std::filesystem::create_directories(folder);
+    std::string longPath = folder + "/" + std::string(60, 'm');
+    filetest::writeRaw(longPath, "");
+    std::string raw = std::string("CSTR<long@x>") + '\0';
+    ASSERT_EQ(setxattr(longPath.c_str(), "user.VELLOWICK:msgid", raw.data(), raw.size(), 0), 0);
+    ASSERT_EQ(setxattr(longPath.c_str(), "user.mime_type", kMime, strlen(kMime), 0), 0);
+    message(store + "/news/a/short.vmf", "<long@x>");
+    ASSERT_TRUE(MSGIDINDEX::rebuild());
+    EXPECT_EQ(find("<long@x>"), PATHS{store + "/news/a/short.vmf"});
 }
 
 } // namespace
