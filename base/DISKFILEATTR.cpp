@@ -58,6 +58,10 @@ DISKFILE::ERROR DISKFILE::attrWrite(const char *name, uint32_t type, int64_t pos
         return kPathInvalid;
     if (position < 0)
         return kWriteFailed;
+    // Refused here as the kernel would refuse it, before a far position builds its padding.
+    if (uint64_t(position) > DISKFILEXATTR::kValueMax ||
+        size > DISKFILEXATTR::kValueMax - size_t(position))
+        return errorGet(E2BIG, kWriteFailed);
     const std::string full = DISKFILEXATTR::fullName(name);
     std::string raw;
     if (position == 0) {

@@ -13,6 +13,9 @@
 class DISKFILEXATTR {
 public:
     static constexpr size_t kTagSize = 4;
+    // The longest value one attribute holds: the kernel's limit on an extended attribute
+    // (XATTR_SIZE_MAX, on every file system) less the tag.
+    static constexpr size_t kValueMax = 65536 - kTagSize;
 
     // "user." followed by name.
     static std::string fullName(const char *name);

@@ -138,6 +138,26 @@ TEST_F(DISKFILEAttr, MissingEmptyPositionedAndErasedValues) {
     EXPECT_EQ(file.attrRead("text", 0, 0, buffer, 4, &count), DISKFILE::kNotOpen);
 }
 
+// Linux keeps at most 64 KiB in one extended attribute: a write that would reach past it is
+// refused as the file system refuses it (no room), before any padding is built.
+TEST_F(DISKFILEAttr, WritesBeyondTheLargestValueAreRefused) {
+    size_t count = 0;
+    ASSERT_EQ(file.attrWrite("text", DISKFILE::kTypeString, 0, "abc", 3, &count),
+              DISKFILE::kSuccess);
+    const int64_t positions[] = {int64_t(1) << 40, INT64_MAX, 65536};
+    for (int64_t position : positions) {
+        count = 9;
+        EXPECT_EQ(file.attrWrite("text", DISKFILE::kTypeRaw, position, "x", 1, &count),
+                  DISKFILE::kDiskFull)
+            << position;
+        EXPECT_EQ(count, 0u);
+    }
+    std::string big(70'000, 'b');
+    EXPECT_EQ(file.attrWrite("text", DISKFILE::kTypeRaw, 0, big.data(), big.size(), &count),
+              DISKFILE::kDiskFull);
+    EXPECT_EQ(filetest::xattrRaw(path, "user.text"), "CSTRabc");
+}
+
 TEST_F(DISKFILEAttr, DirectoriesCarryAttributesToo) {
     DISKFILE folder;
     ASSERT_EQ(folder.open(dir.c_str(), DISKFILE::kWrite), DISKFILE::kSuccess);
