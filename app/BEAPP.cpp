@@ -59,10 +59,10 @@ bool BEAPP::cmdLine(int argc, char **argv) {
 
 bool BEAPP::start() {
     fStepsStarted = 0;
-    for (size_t i = 0; i < kStepCount; ++i) {
-        if (!(this->*kSteps[i].start)())
+    for (const STEP &step : kSteps) {
+        if (!(this->*step.start)())
             return false;
-        fStepsStarted = i + 1;
+        ++fStepsStarted;
     }
     appStarted = true;
     return true;
@@ -74,9 +74,9 @@ void BEAPP::run() {
 }
 
 void BEAPP::stop() {
-    for (size_t i = kStepCount; i-- > 0;)
-        if (kSteps[i].stop != nullptr)
-            (this->*kSteps[i].stop)();
+    for (const STEP *step = kSteps + kStepCount; step-- != kSteps;)
+        if (step->stop != nullptr)
+            (this->*step->stop)();
 }
 
 bool BEAPP::uninstall() {

@@ -1,10 +1,11 @@
 // The settings schema: the default files byte for byte, and the schema's own rules.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <regex>
+#include <initializer_list>
 #include <sstream>
 #include <string>
 
@@ -28,10 +29,33 @@ void fileSet(const std::string &path, const std::string &text) {
 }
 
 // The creation line carries the current time; the expected files hold a placeholder.
-std::string dateMasked(const std::string &text) {
-    static const std::regex created("^(; Vellowick News initialization file\n; Created )"
-                                    "\\d{4}/\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\n");
-    return std::regex_replace(text, created, "$1@DATE@\n", std::regex_constants::format_first_only);
+std::string dateMasked(std::string text) {
+    const std::string head = "; Vellowick News initialization file\n; Created ";
+    const std::string form = "0000/00/00 00:00:00";
+    if (text.compare(0, head.size(), head) != 0 || text.size() < head.size() + form.size() + 1)
+        return text;
+    for (size_t i = 0; i < form.size(); ++i) {
+        char c = text[head.size() + i];
+        if (form[i] == '0' ? !std::isdigit((unsigned char)c) : c != form[i])
+            return text;
+    }
+    if (text[head.size() + form.size()] != '\n')
+        return text;
+    return text.replace(head.size(), form.size(), "@DATE@");
+}
+
+// The text without the lines that start with any of the keys.
+std::string linesDropped(const std::string &text, std::initializer_list<const char *> keys) {
+    std::string out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        bool drop = false;
+        for (const char *key : keys)
+            drop = drop || line.rfind(key, 0) == 0;
+        if (!drop)
+            out += line + "\n";
+    }
+    return out;
 }
 
 std::string golden(const char *name) {
@@ -157,8 +181,7 @@ TEST_F(Settings, FirstEightColumnsAreRequired) {
     INITFILE file;
     ASSERT_EQ(file.writeDefault(SETTINGS::sections, fPath.c_str()), DISKFILE::kSuccess);
     std::string text = fileText(fPath);
-    std::regex column("ColumnWidth000[38][^\n]*\n|ColumnLabel0010[^\n]*\n");
-    fileSet(fPath, std::regex_replace(text, column, ""));
+    fileSet(fPath, linesDropped(text, {"ColumnWidth0003", "ColumnWidth0008", "ColumnLabel0010"}));
     SETTINGS::view.column[9].label[0] = 'X';
     EXPECT_EQ(file.read(SETTINGS::sections, fPath.c_str()), DISKFILE::kContentsInvalid);
     ASSERT_EQ(fAlerts.count(), 1u);
