@@ -154,6 +154,9 @@ DISKFILE::ERROR DISKFILE::trash(const char *path) {
     }
     if (error != kSuccess)
         return error;
+    // The info file is named after what the entry is called in the trash, which the path cut
+    // may have shortened.
+    name = target + filesDir.size() + 1;
     writeInfo(infoDir, name, shownPath);
     // What lies in the trash is no longer part of the store: the index forgets it.
     if (directory)

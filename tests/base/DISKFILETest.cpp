@@ -1,6 +1,7 @@
 // The file layer: error table, open file operations, permissions, locks, paths and the trash.
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
@@ -303,6 +304,31 @@ TEST(DISKFILETrash, NameSequenceAndTrashInfo) {
     EXPECT_EQ(file.dirTrash((dir + "/folder").c_str()), DISKFILE::kDirNotFound);
     for (const char *name : expected)
         std::filesystem::remove(files + name);
+}
+
+// A leaf too long for the trash folder is cut there like any path; its .trashinfo carries
+// the name it was given, so that the desktop can restore it.
+TEST(DISKFILETrash, ACutNameKeepsItsTrashInfo) {
+    std::string dir = freshDir("trashcut");
+    // A data folder deep enough that the trash cuts a 200-character name, which still leaves
+    // room for ".trashinfo" in a name of at most 255.
+    std::string data = freshDir(std::string(100, 'x'));
+    std::string trash = data + "/Trash";
+    const char *before = getenv("XDG_DATA_HOME");
+    std::string saved = before != nullptr ? before : "";
+    setenv("XDG_DATA_HOME", data.c_str(), 1);
+    std::string leaf(200, 'n');
+    writeRaw(dir + "/" + leaf, "long");
+    DISKFILE file;
+    ASSERT_EQ(file.trash((dir + "/" + leaf).c_str()), DISKFILE::kSuccess);
+    std::string kept = (trash + "/files/" + leaf).substr(0, DISKFILE::kPathMax);
+    std::string name = kept.substr(kept.rfind('/') + 1);
+    EXPECT_EQ(readRaw(kept), "long");
+    std::string trashInfo = readRaw(trash + "/info/" + name + ".trashinfo");
+    EXPECT_EQ(trashInfo.rfind("[Trash Info]\nPath=" + dir + "/" + leaf + "\n", 0), 0u) << trashInfo;
+    EXPECT_LT(name.size(), leaf.size()) << "the name was cut";
+    setenv("XDG_DATA_HOME", saved.c_str(), 1);
+    std::filesystem::remove_all(data);
 }
 
 TEST(DISKFILEDirs, CreateEraseRenameProbes) {
