@@ -116,6 +116,11 @@ void movedTo(STATE &s, WATCH &watch, uint32_t cookie, const std::string &name) {
         node = from->node;
     if (node < 0)
         node = nodeOf(watch.path + "/" + name);
+    // A move onto an existing name ends that entry, which inotify does not report itself.
+    auto replaced = watch.names.find(name);
+    if (replaced != watch.names.end() && replaced->second >= 0 && replaced->second != node)
+        postAll(watch.loopers,
+                entryMessage(NODEMONITOR::kEntryRemoved, watch, replaced->second, name));
     watch.names[name] = node;
     if (from == s.pending.end()) {
         postAll(watch.loopers,

@@ -111,6 +111,32 @@ TEST_F(NODEMONITORTest, CreateRemoveAndEveryKindOfMove) {
     EXPECT_EQ(change.name, "c");
 }
 
+// A move onto an existing name ends that entry: inotify says only "moved", so the monitor
+// reports the replaced node as removed, or the looper would keep it for good.
+TEST_F(NODEMONITORTest, AMoveOntoAnExistingNameRemovesTheReplacedEntry) {
+    writeRaw(watched + "/old", "old");
+    writeRaw(elsewhere + "/new", "new");
+    const int64_t oldNode = inode(watched + "/old");
+    const int64_t newNode = inode(elsewhere + "/new");
+    CHANGE change;
+    ASSERT_TRUE(looper.next(&change));
+    ASSERT_EQ(change.opcode, NODEMONITOR::kEntryCreated);
+    ASSERT_EQ(rename((elsewhere + "/new").c_str(), (watched + "/old").c_str()), 0);
+    ASSERT_TRUE(looper.next(&change));
+    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryRemoved);
+    EXPECT_EQ(change.node, oldNode);
+    EXPECT_EQ(change.name, "old");
+    ASSERT_TRUE(looper.next(&change));
+    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryMoved);
+    EXPECT_EQ(change.node, newNode);
+    EXPECT_EQ(change.to, inode(watched));
+    // The name now stands for the new node: removing it reports that one.
+    ASSERT_EQ(unlink((watched + "/old").c_str()), 0);
+    ASSERT_TRUE(looper.next(&change));
+    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryRemoved);
+    EXPECT_EQ(change.node, newNode);
+}
+
 TEST_F(NODEMONITORTest, EntriesPresentBeforeTheStartKeepTheirNodes) {
     writeRaw(elsewhere + "/x", "");
     RECORDER other;
