@@ -12,7 +12,8 @@
 // "directory" (int64, inode number of the directory); for moves "from directory" and
 // "to directory" (int64; -1 for a directory outside the watched ones, as for an entry
 // moved in from or out to an unwatched place) and "from name" (string, the name before the move).
-// A move between watched directories reaches the loopers of both, once each.
+// A move between watched directories reaches the loopers of both, once each; a move onto an
+// existing name first reports the replaced entry as removed.
 class NODEMONITOR {
 public:
     static constexpr uint32_t kWhat = fourcc("NDMN");
