@@ -6,6 +6,7 @@
 
 #include "app/SETTINGS.h"
 #include "base/STR.h"
+#include "message/VMSG.h"
 
 namespace {
 // <root>/<part>/<part>..., each join through pathAppend.
@@ -132,6 +133,19 @@ void BARNINFO::pathListBAK(const char *server, char *buffer, unsigned long size)
 
 void BARNINFO::pathGroup(const char *server, const char *group, char *buffer, unsigned long size) {
     pathBuild(buffer, size, {kStorage, kServers, server, group});
+}
+
+void BARNINFO::pathMessage(const char *server, const char *group, unsigned long number,
+                           char *buffer, unsigned long size) {
+    char name[kPathSize];
+    VMSG::filename(name, number, sizeof name);
+    pathBuild(buffer, size, {kStorage, kServers, server, group, name});
+}
+
+void BARNINFO::pathMessageTemp(char *buffer, unsigned long size) {
+    char name[kPathSize];
+    VMSG::filename(name, 0, sizeof name);
+    pathBuild(buffer, size, {kStorage, name});
 }
 
 void BARNINFO::pathKillfile(char *buffer, unsigned long size) {

@@ -62,6 +62,11 @@ public:
     static void pathListTXT(const char *server, char *buffer, unsigned long size);
     static void pathListBAK(const char *server, char *buffer, unsigned long size);
     static void pathGroup(const char *server, const char *group, char *buffer, unsigned long size);
+    // A message file of a newsgroup, named by the message-file class from its number.
+    static void pathMessage(const char *server, const char *group, unsigned long number,
+                            char *buffer, unsigned long size);
+    // The message file being written before it has a place: number 0 in the "news" folder.
+    static void pathMessageTemp(char *buffer, unsigned long size);
     static void pathKillfile(char *buffer, unsigned long size);
     static void pathTransferLog(char *buffer, unsigned long size);
     static void pathTemp(char *buffer, unsigned long size);

@@ -12,6 +12,7 @@
 #include "base/ALERT.h"
 #include "base/CONSOLE.h"
 #include "base/THREAD.h"
+#include "message/VMSG.h"
 
 const char *const appName = "Vellowick News";
 bool appStarted = false;
@@ -79,8 +80,11 @@ void BEAPP::stop() {
             (this->*step->stop)();
 }
 
+// The link types stay installed, deliberately.
 bool BEAPP::uninstall() {
-    return INITFILE::mimeUninstall();
+    bool message = VMSG::mimeUninstall();
+    bool settings = INITFILE::mimeUninstall();
+    return message && settings;
 }
 
 bool BEAPP::initStart() {
@@ -129,6 +133,7 @@ void BEAPP::_threadStop() {
 // Every start, so types removed by "/uninstall" come back; results deliberately ignored.
 bool BEAPP::_typesInstall() {
     INITFILE::mimeInstall();
+    VMSG::mimeInstall();
     BEMIME::linkInstall();
     return true;
 }

@@ -41,6 +41,10 @@ const PATHCASE kPathCases[] = {
      "/news/Servers/ISP/Newsgroups.bak"},
     {"group", [](char *b, unsigned long s) { BARNINFO::pathGroup("ISP", "comp.lang.c", b, s); },
      "/news/Servers/ISP/comp.lang.c"},
+    {"message",
+     [](char *b, unsigned long s) { BARNINFO::pathMessage("ISP", "comp.lang.c", 20001, b, s); },
+     "/news/Servers/ISP/comp.lang.c/VM020001.vmf"},
+    {"message_temp", BARNINFO::pathMessageTemp, "/news/VM000000.vmf"},
 };
 
 class BarnPath : public testing::TestWithParam<PATHCASE> {

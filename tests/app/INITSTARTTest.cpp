@@ -9,8 +9,11 @@
 
 #include "app/APPHOST.h"
 #include "app/BEAPP.h"
+#include "app/BEMIME.h"
+#include "app/INITFILE.h"
 #include "app/PATHMGR.h"
 #include "app/SETTINGS.h"
+#include "base/MSGIDINDEX.h"
 #include "base/THREAD.h"
 #include "tests/support/ALERTRECORDER.h"
 
@@ -105,6 +108,29 @@ TEST_F(InitStart, FailedStartLeavesTheFileUntouched) {
     SETTINGS::message.lineLength = 60;
     app.stop();
     EXPECT_EQ(fileText(fPath), before);
+}
+
+TEST_F(InitStart, UninstallRemovesTypesAndIndexUntilTheNextStart) {
+    ASSERT_TRUE(run());
+    const std::string message = BEMIME::packagePath("text/x-vellowick");
+    const std::string settings = BEMIME::packagePath(INITFILE::kMimeType);
+    const std::string link = BEMIME::packagePath("application/x-vnd.Be.URL.news");
+    EXPECT_TRUE(std::filesystem::exists(message));
+    EXPECT_TRUE(std::filesystem::exists(settings));
+    EXPECT_TRUE(std::filesystem::exists(link));
+    MSGIDINDEX::count(); // the index comes into being on first use
+    ASSERT_TRUE(std::filesystem::exists(MSGIDINDEX::location()));
+
+    BEAPP app;
+    EXPECT_TRUE(app.uninstall());
+    EXPECT_FALSE(std::filesystem::exists(message));
+    EXPECT_FALSE(std::filesystem::exists(settings));
+    EXPECT_FALSE(std::filesystem::exists(MSGIDINDEX::location()));
+    EXPECT_TRUE(std::filesystem::exists(link)) << "link types stay";
+
+    ASSERT_TRUE(run());
+    EXPECT_TRUE(std::filesystem::exists(message));
+    EXPECT_TRUE(std::filesystem::exists(settings));
 }
 
 // Files a user might end up with: start fails with one alert and the file stays as it was.
