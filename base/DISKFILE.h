@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "base/CRITSECT.h"
 #include "base/MESSAGE.h"
@@ -220,6 +221,9 @@ public:
     ERROR trash(const char *path);
     // Device of the path; -10 on failure.
     ERROR volume(const char *path, int64_t *device);
+    // The user's data folder, $XDG_DATA_HOME, else $HOME/.local/share: the home volume's trash
+    // and the Message-ID index live below it.
+    static std::string dataHome();
     ERROR entryToPath(const ENTRY &entry, char *buffer, size_t size);
     ERROR refToPath(const ENTRY &ref, char *buffer, size_t size);
     ERROR pathToRef(ENTRY *ref, const char *path);
@@ -265,6 +269,9 @@ private:
     // The common start of an attribute operation: an open file, a name, the owner bit.
     ERROR _attrBegin(const char *name, ACCESS access);
     static ENTRYTYPE _typeOf(uint32_t mode);
+    // The folder part of a path ("." for a bare leaf, "/" for an entry of the root), trailing
+    // slashes passed over; leaf, when given, receives the last part.
+    static std::string _parentOf(const char *path, std::string *leaf = nullptr);
     ERROR _pathCheck(const char *path, ACCESS access);
     ERROR _attrCopy(DISKFILE &to);
     ERROR _iterate(const char *path, bool recurse, bool *next, int32_t depth, ITERATEFUNC callback,

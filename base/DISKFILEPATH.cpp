@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
@@ -30,18 +31,27 @@ bool carriesIndexed(const char *path, const struct stat &info) {
            DISKFILEXATTR::has(-1, path, DISKFILEXATTR::fullName(MSGIDINDEX::kAttribute));
 }
 
-// The directory part of a path: "." for a bare leaf, "/" for a file in the root.
-std::string parentOf(const char *path) {
+} // namespace
+
+std::string DISKFILE::_parentOf(const char *path, std::string *leaf) {
     std::string text = path;
     while (text.size() > 1 && text.back() == '/')
         text.pop_back();
     size_t slash = text.rfind('/');
+    if (leaf != nullptr)
+        *leaf = slash == std::string::npos ? text : text.substr(slash + 1);
     if (slash == std::string::npos)
         return ".";
     return slash == 0 ? "/" : text.substr(0, slash);
 }
 
-} // namespace
+std::string DISKFILE::dataHome() {
+    const char *data = getenv("XDG_DATA_HOME");
+    if (data != nullptr && data[0] == '/')
+        return data;
+    const char *home = getenv("HOME");
+    return std::string(home != nullptr ? home : "") + "/.local/share";
+}
 
 // The write (or read) check of a path operation: made on the owner bits of the entry itself.
 DISKFILE::ERROR DISKFILE::_pathCheck(const char *path, ACCESS access) {
@@ -193,7 +203,7 @@ DISKFILE::ERROR DISKFILE::move(const char *from, const char *to) {
     ERROR error = volume(source, &sourceDevice);
     if (error != kSuccess)
         return error;
-    if ((error = volume(parentOf(target).c_str(), &targetDevice)) != kSuccess)
+    if ((error = volume(_parentOf(target).c_str(), &targetDevice)) != kSuccess)
         return error;
     if (sourceDevice == targetDevice && (error = _pathCheck(source, kWrite)) != kSuccess)
         return error;
@@ -246,7 +256,7 @@ DISKFILE::ERROR DISKFILE::pathToRef(ENTRY *ref, const char *path) {
         return kNotFound;
     // Like an entry_ref, the leaf need not exist; its directory must.
     struct stat parent {};
-    if (stat(parentOf(cut).c_str(), &parent) != 0)
+    if (stat(_parentOf(cut).c_str(), &parent) != 0)
         return errorGet(errno, kNotFound);
     if (!S_ISDIR(parent.st_mode))
         return kNotFound;

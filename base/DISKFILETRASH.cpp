@@ -30,14 +30,6 @@ bool makeDirectories(const std::string &path, mode_t mode) {
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-std::string homeTrash() {
-    const char *data = getenv("XDG_DATA_HOME");
-    if (data != nullptr && data[0] == '/')
-        return std::string(data) + "/Trash";
-    const char *home = getenv("HOME");
-    return std::string(home != nullptr ? home : "") + "/.local/share/Trash";
-}
-
 // The directory an absolute path's volume is mounted on: the last ancestor on its device.
 std::string topDirectory(const std::string &absolute, dev_t device) {
     std::string top = absolute;
@@ -51,25 +43,6 @@ std::string topDirectory(const std::string &absolute, dev_t device) {
             return top;
         top = parent;
     }
-}
-
-// The absolute form of a path without resolving its leaf (which may be a link).
-std::string absoluteOf(const char *path, std::string *leaf) {
-    std::string text = path;
-    while (text.size() > 1 && text.back() == '/')
-        text.pop_back();
-    size_t slash = text.rfind('/');
-    std::string parent = slash == std::string::npos ? "."
-                         : slash == 0               ? "/"
-                                                    : text.substr(0, slash);
-    *leaf = slash == std::string::npos ? text : text.substr(slash + 1);
-    char resolved[PATH_MAX];
-    if (realpath(parent.c_str(), resolved) == nullptr)
-        return std::string();
-    std::string result = resolved;
-    if (result != "/")
-        result += "/";
-    return result + *leaf;
 }
 
 // Percent-encodes a path for the Path= line, keeping '/' and the unreserved characters.
@@ -110,13 +83,17 @@ DISKFILE::ERROR DISKFILE::trash(const char *path) {
     ERROR error = volume(cut, &device);
     if (error != kSuccess)
         return error;
+    // The absolute form of the path, its leaf not resolved (it may be a link).
     std::string leaf;
-    std::string original = absoluteOf(cut, &leaf);
-    if (original.empty() || leaf.empty() || leaf == "." || leaf == "..")
+    char resolved[PATH_MAX];
+    if (realpath(_parentOf(cut, &leaf).c_str(), resolved) == nullptr || leaf.empty() ||
+        leaf == "." || leaf == "..")
         return kPathInvalid;
+    const std::string original =
+        (strcmp(resolved, "/") == 0 ? "/" : std::string(resolved) + "/") + leaf;
 
     // The home trash serves the home volume; any other volume has its own at its top.
-    std::string trashDir = homeTrash();
+    std::string trashDir = dataHome() + "/Trash";
     std::string shownPath = original;
     struct stat home {};
     bool onHome = makeDirectories(trashDir, 0700) && stat(trashDir.c_str(), &home) == 0 &&

@@ -2,7 +2,6 @@
 #include "base/MSGIDINDEX.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -183,15 +182,7 @@ bool rebuildLocked(STATE &s) {
 }
 
 std::string locationGet() {
-    const char *data = getenv("XDG_DATA_HOME");
-    std::string base;
-    if (data != nullptr && data[0] == '/') {
-        base = data;
-    } else {
-        const char *home = getenv("HOME");
-        base = std::string(home != nullptr ? home : "") + "/.local/share";
-    }
-    return base + "/" + MSGIDINDEX::kFolder + "/" + MSGIDINDEX::kFileName;
+    return DISKFILE::dataHome() + "/" + MSGIDINDEX::kFolder + "/" + MSGIDINDEX::kFileName;
 }
 
 void makeParents(const std::string &file) {
