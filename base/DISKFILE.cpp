@@ -188,7 +188,9 @@ DISKFILE::ERROR DISKFILE::_open(const char *path, ACCESS access, int extraFlags,
     int mode = openMode(access);
     if (mode < 0 || cut[0] == '\0')
         return kPathInvalid;
-    int fd = ::open(cut, mode | extraFlags | O_CLOEXEC, 0666);
+    // Opened without waiting: a named pipe in place of a file would otherwise hang the thread
+    // until some other program opened its other end. Reads and writes block as usual.
+    int fd = ::open(cut, mode | extraFlags | O_CLOEXEC | O_NONBLOCK, 0666);
     // Directories carry attributes too (the storage tree keeps its state in them) but only
     // open for reading here; their attributes are written through that descriptor.
     if (fd < 0 && errno == EISDIR && extraFlags == 0)
@@ -197,6 +199,9 @@ DISKFILE::ERROR DISKFILE::_open(const char *path, ACCESS access, int extraFlags,
         ERROR error = errorGet(errno, fallback);
         return error == kNotLocked ? kPathInvalid : error;
     }
+    int flags = fcntl(fd, F_GETFL);
+    if (flags >= 0)
+        fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
     fFd = fd;
     memcpy(fPath, cut, sizeof(fPath));
     return kSuccess;

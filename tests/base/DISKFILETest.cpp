@@ -171,6 +171,20 @@ TEST_F(DISKFILEOpen, OwnerBitChecksHoldForEveryUser) {
     EXPECT_EQ(readRaw(dir + "/ro"), "fixed");
 }
 
+// A named pipe where a file is expected (a name in a folder the user shares with other
+// programs) must not hang the thread that opens it.
+TEST_F(DISKFILEOpen, NamedPipesNeverBlockTheOpen) {
+    std::string pipe = dir + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0666), 0);
+    ASSERT_EQ(file.open(pipe.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
+    char buffer[4];
+    size_t count = 9;
+    EXPECT_EQ(file.read(buffer, sizeof(buffer), &count), DISKFILE::kEndOfFile);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(file.create(pipe.c_str(), DISKFILE::kWrite), DISKFILE::kCreateFailed);
+    EXPECT_FALSE(file.open());
+}
+
 TEST_F(DISKFILEOpen, PermissionUpdateAppliesTheMask) {
     writeRaw(dir + "/p", "", 04755);
     ASSERT_EQ(file.open((dir + "/p").c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
