@@ -1,7 +1,4 @@
 // The transfer queue: its rules, the window it keeps informed, and its thread's runs.
-#include <mutex>
-
-#include "net/NEWS.h"
 #include "tests/net/TRANSFERFIXTURE.h"
 #include "tests/support/ALERTRECORDER.h"
 #include "tests/support/FAKENNTP.h"
@@ -9,68 +6,6 @@
 using namespace transfertest;
 
 namespace {
-
-// The progress window as a recorder: every notification, error, status text and bar change.
-class WINDOW : public NEWSPROGRESS, public NEWSPROGRESS::OPENER {
-public:
-    bool post(const MESSAGE &message) override { return record(&fCodes, message.whatText()); }
-    void error(const char *text) override { record(&fErrors, text); }
-    void errorClear() override {}
-    void progbarSet(double total, double done) override {
-        std::lock_guard<std::mutex> lock(fMutex);
-        fTotal = total;
-        fDone = done;
-    }
-    void progbarInc(double units) override {
-        std::lock_guard<std::mutex> lock(fMutex);
-        fDone += units;
-    }
-    void progressStr(VIEWSTRINGNUM line) override {
-        char text[NEWS::kStatusMax + 1];
-        ::news.windowStrGet(line, text, sizeof text);
-        record(&fTexts, std::to_string(line) + ":" + text);
-    }
-    NEWSPROGRESS *open() override {
-        std::lock_guard<std::mutex> lock(fMutex);
-        ++fOpened;
-        return this;
-    }
-    void close(NEWSPROGRESS *) override {
-        std::lock_guard<std::mutex> lock(fMutex);
-        ++fClosed;
-    }
-
-    std::vector<std::string> codes() { return copy(fCodes); }
-    std::vector<std::string> errors() { return copy(fErrors); }
-    bool saw(const std::string &text) {
-        std::vector<std::string> texts = copy(fTexts);
-        return std::find(texts.begin(), texts.end(), text) != texts.end();
-    }
-    int closed() {
-        std::lock_guard<std::mutex> lock(fMutex);
-        return fClosed;
-    }
-    std::pair<double, double> bar() {
-        std::lock_guard<std::mutex> lock(fMutex);
-        return {fTotal, fDone};
-    }
-
-private:
-    bool record(std::vector<std::string> *list, const std::string &text) {
-        std::lock_guard<std::mutex> lock(fMutex);
-        list->push_back(text);
-        return true;
-    }
-    std::vector<std::string> copy(const std::vector<std::string> &list) {
-        std::lock_guard<std::mutex> lock(fMutex);
-        return list;
-    }
-
-    std::mutex fMutex;
-    std::vector<std::string> fCodes, fErrors, fTexts;
-    double fTotal = 0, fDone = 0;
-    int fOpened = 0, fClosed = 0;
-};
 
 class NEWSQueue : public TRANSFERTEST {
 protected:
