@@ -40,19 +40,35 @@ TIMEX::TIMEX(int64_t usecs, MODE mode) : fMode(mode), fValue(usecs) {
     _link();
 }
 
-TIMEX::TIMEX(const TIMEX &other) : fMode(other.fMode), fValue(other.usecs()) {
+// The copy is read and joins the list under the list's lock: a clock change applied between
+// the two would shift the original but not the copy.
+TIMEX::TIMEX(const TIMEX &other) : fMode(kAbsolute), fValue(0) {
+    clockCheck();
+    CRITSECT_HOLD hold(shared().lock);
+    other._get(&fValue, &fMode);
     _link();
 }
 
 TIMEX &TIMEX::operator=(const TIMEX &other) {
     if (this == &other)
         return *this;
-    int64_t value = other.usecs();
-    MODE mode = other.fMode;
-    CRITSECT_HOLD hold(fLock);
+    clockCheck();
+    // Under the list's lock for the same reason: a change between reading other and storing
+    // the value here would leave this one behind.
+    CRITSECT_HOLD hold(shared().lock);
+    int64_t value = 0;
+    MODE mode = kAbsolute;
+    other._get(&value, &mode);
+    CRITSECT_HOLD own(fLock);
     fValue = value;
     fMode = mode;
     return *this;
+}
+
+void TIMEX::_get(int64_t *value, MODE *mode) const {
+    CRITSECT_HOLD hold(fLock);
+    *value = fValue;
+    *mode = fMode;
 }
 
 TIMEX::~TIMEX() {
@@ -110,6 +126,16 @@ TIMEX &TIMEX::operator-=(int64_t usecs) {
 }
 
 void TIMEX::clockCheck() {
+    void (*report)(const char *line) = nullptr;
+    std::string line;
+    _clockCheck(&report, &line);
+    // Reported after the lock is left: the log behind it takes locks of its own, which a
+    // thread reading a TIMEX may already hold.
+    if (report)
+        report(line.c_str());
+}
+
+void TIMEX::_clockCheck(void (**report)(const char *line), std::string *line) {
     SHARED &state = shared();
     CRITSECT_HOLD hold(state.lock);
     if (!state.started)
@@ -131,13 +157,12 @@ void TIMEX::clockCheck() {
         if (time->fMode == kAbsolute && time->fValue != 0)
             time->fValue -= drift;
     }
-    if (state.report) {
-        char words[TIMEBASE::kRunTextSize];
-        TIMEBASE::runStr(words, sizeof words, drift, true);
-        std::string line =
-            textFormat("Time changed %s by %s", drift < 0 ? "forward" : "backward", words);
-        state.report(line.c_str());
-    }
+    *report = state.report;
+    if (!*report)
+        return;
+    char words[TIMEBASE::kRunTextSize];
+    TIMEBASE::runStr(words, sizeof words, drift, true);
+    *line = textFormat("Time changed %s by %s", drift < 0 ? "forward" : "backward", words);
 }
 
 void TIMEX::clockReset() {

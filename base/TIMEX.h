@@ -3,6 +3,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <string>
 
 #include "base/CRITSECT.h"
 
@@ -57,12 +58,17 @@ public:
     // Takes the current clocks as the new reference without moving any value; for a
     // test that has just replaced the clocks.
     static void clockReset();
-    // Where "Time changed forward by ..." lines go; null (the default) reports nothing.
+    // Where "Time changed forward by ..." lines go; null (the default) reports nothing. The
+    // report is made after the list's lock is left, on the thread that noticed the change.
     static void reportSet(void (*report)(const char *line));
     // Live TIMEX objects.
     static size_t count();
 
 private:
+    // The value and mode as they stand (no clock check).
+    void _get(int64_t *value, MODE *mode) const;
+    // The clock check itself; hands back the report to make once the lock is left.
+    static void _clockCheck(void (**report)(const char *line), std::string *line);
     void _link();
     void _unlink();
 

@@ -1,5 +1,6 @@
 // Time values that survive clock changes: drift tracking against simulated clocks.
 #include <atomic>
+#include <chrono>
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
@@ -66,6 +67,31 @@ TEST_F(TIMEXClock, ElapsedTimeSurvivesAClockChangeOfAnHour) {
     EXPECT_EQ(TIMEBASE::timeGet() - start, 15 * kSec);
     ASSERT_EQ(gReports.size(), 2u);
     EXPECT_EQ(gReports[1], "Time changed backward by 2 hours, 0 minutes, 0.000000 seconds");
+}
+
+// The report goes to the transfer log, whose lock another thread may hold while it reads a
+// TIMEX: the report must come after the list's lock is left, or the two would deadlock.
+std::thread gOther;
+std::atomic<bool> gOtherGotIn{false};
+bool gGotInDuringReport = false;
+void reportWhileAnotherThreadReads(const char *) {
+    gOther = std::thread([] {
+        TIMEX::count();
+        gOtherGotIn = true;
+    });
+    for (int i = 0; i < 2000 && !gOtherGotIn; i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    gGotInDuringReport = gOtherGotIn;
+}
+
+TEST_F(TIMEXClock, ReportsAfterLeavingTheLock) {
+    TIMEX::reportSet(reportWhileAnotherThreadReads);
+    TIMEX start(TIMEBASE::timeGet());
+    pass(kSec, kHour);
+    EXPECT_EQ(start.usecs(), 970581909 * kSec + kHour);
+    ASSERT_TRUE(gOther.joinable());
+    gOther.join();
+    EXPECT_TRUE(gGotInDuringReport);
 }
 
 TEST_F(TIMEXClock, SmallDriftsAreIgnored) {
@@ -143,29 +169,41 @@ TEST(TIMEX, LiveListFollowsConstructionAndDestruction) {
     EXPECT_EQ(TIMEX::count(), before);
 }
 
-// Objects come and go on several threads while others read and the clock jumps: the list and
-// the values stay consistent (the sanitizer build looks for races and leaks).
-TEST(TIMEX, ThreadsCreateReadAndDestroy) {
+// Copies are made on several threads while the clock keeps jumping forward: a copy taken just
+// as a change is applied must not miss the shift its original gets. The original is read
+// before and after the copy; the same value twice means no change came between (each change
+// moves it further), so the copy must hold that value.
+TEST_F(TIMEXClock, CopiesKeepUpWithClockChangesOnOtherThreads) {
+    TIMEX::reportSet(nullptr);
     size_t before = TIMEX::count();
     std::atomic<bool> stop{false};
+    std::atomic<int> compared{0}, wrong{0};
     std::vector<std::thread> threads;
-    for (int t = 0; t < 4; t++) {
-        threads.emplace_back([&stop] {
+    for (int t = 0; t < 3; t++) {
+        threads.emplace_back([&] {
             while (!stop) {
-                TIMEX mine(TIMEBASE::timeGet());
-                TIMEX other(mine);
-                EXPECT_GE(other.usecs(), 0);
-                other = 5;
+                TIMEX original(970581909 * kSec);
+                int64_t first = original.usecs();
+                TIMEX copied(original);
+                TIMEX assigned;
+                assigned = original;
+                int64_t copiedValue = copied.usecs(), assignedValue = assigned.usecs();
+                if (original.usecs() != first)
+                    continue;
+                compared++;
+                wrong += copiedValue != first || assignedValue != first;
             }
         });
     }
-    for (int i = 0; i < 200; i++) {
+    for (int i = 0; i < 200000; i++) {
+        pass(TIMEX::kCheckInterval, kHour);
         TIMEX::clockCheck();
-        std::this_thread::yield();
     }
     stop = true;
     for (std::thread &thread : threads)
         thread.join();
+    EXPECT_GT(compared, 0);
+    EXPECT_EQ(wrong, 0);
     EXPECT_EQ(TIMEX::count(), before);
 }
 
