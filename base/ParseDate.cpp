@@ -203,7 +203,7 @@ struct FIELDS {
     int yearDigits = 0;
     bool haveTime = false;
     int hour = 0, minute = 0, second = 0;
-    bool haveOffset = false, haveZoneName = false;
+    bool haveOffset = false, haveZoneName = false, summer = false;
     int offset = 0;
     int meridian = -1; // 0 AM, 1 PM
 };
@@ -252,6 +252,14 @@ bool wordField(std::string_view word, FIELDS *fields) {
         if (fields->meridian != -1)
             return false;
         fields->meridian = STR::iequal(word, "PM") ? 1 : 0;
+        return true;
+    }
+    if (STR::iequal(word, "DST")) {
+        // "MET DST", as old news software wrote it: the named zone's summer time, an hour
+        // ahead. A numeric offset already says it all.
+        if (fields->haveZoneName && !fields->haveOffset && !fields->summer)
+            fields->offset += 60;
+        fields->summer = true;
         return true;
     }
     if (const ZONE *zone = zoneFind(word)) {

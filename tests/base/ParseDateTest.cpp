@@ -11,11 +11,11 @@ namespace {
 
 struct DATECASE {
     const char *name, *text;
-    int64_t seconds; // computed independently from the calendar fields and the zone
+    int64_t seconds; // computed independently from the calendar fields and the zone; 0: none
 };
-class ParseDateGood : public testing::TestWithParam<DATECASE> {};
+class ParseDateForms : public testing::TestWithParam<DATECASE> {};
 
-const DATECASE kGood[] = {
+const DATECASE kForms[] = {
     {"own_form", "Tue, 3 Oct 2000 14:05:09 -0700", 970607109},
     {"rfc5322_zero_day", "Tue, 03 Oct 2000 14:05:09 +0000", 970581909},
     {"no_weekday", "3 Oct 2000 14:05:09 -0700", 970607109},
@@ -80,51 +80,44 @@ const DATECASE kGood[] = {
     {"slash_us_date", "10/03/2000 14:05:09 GMT", 970581909},
     {"wrong_weekday", "Fri, 3 Oct 2000 14:05:09 +0000", 970581909},
     {"unknown_zone_word", "Tue, 3 Oct 2000 14:05:09 XYZT", 970581909},
+    {"met_dst", "Mon, 3 Oct 1994 14:05:09 MET DST", 781185909},
+    {"dst_after_offset", "Mon, 3 Oct 1994 14:05:09 +0100 MET DST", 781189509},
+    // Nothing usable: a value of 0 or less.
+    {"empty", "", 0},
+    {"blanks", "   ", 0},
+    {"words", "hello world", 0},
+    {"no_day", "Oct 2000 14:05:09", 0},
+    {"no_year", "Tue, 3 Oct 14:05:09 +0000", 0},
+    {"no_month", "Tue, 3 2000 14:05:09", 0},
+    {"feb_30", "30 Feb 2000 12:00:00 +0000", 0},
+    {"feb_29_nonleap", "29 Feb 2001 12:00:00 +0000", 0},
+    {"day_32", "32 Oct 2000", 0},
+    {"hour_24", "3 Oct 2000 24:00:00 +0000", 0},
+    {"minute_60", "3 Oct 2000 23:60:00 +0000", 0},
+    {"offset_minutes_bad", "3 Oct 2000 14:05:09 +0075", 0},
+    {"two_times", "3 Oct 2000 14:05:09 15:00:00", 0},
+    {"two_months", "3 Oct Nov 2000", 0},
+    {"two_offsets", "3 Oct 2000 14:05:09 +0100 +0200", 0},
+    {"before_1970", "Wed, 31 Dec 1969 23:59:59 +0000", 0},
+    {"epoch", "Thu, 1 Jan 1970 00:00:00 +0000", 0},
+    {"huge_number", "3 Oct 20000000000 14:05:09", 0},
+    {"pm_hour_13", "3 Oct 2000 13:05 PM", 0},
+    {"unclosed_comment", "(Tue, 3 Oct 2000 14:05:09 +0000", 0},
+    {"only_comment", "(3 Oct 2000 14:05:09)", 0},
 };
 
-TEST_P(ParseDateGood, GivesUtcSeconds) {
+TEST_P(ParseDateForms, GivesUtcSeconds) {
     const DATECASE &c = GetParam();
-    EXPECT_EQ(parsedate(c.text), c.seconds) << c.text;
-    EXPECT_EQ(parsedate(std::string_view(c.text)), c.seconds) << c.text;
+    for (int64_t seconds : {parsedate(c.text), parsedate(std::string_view(c.text))}) {
+        if (c.seconds > 0) {
+            EXPECT_EQ(seconds, c.seconds) << c.text;
+        } else {
+            EXPECT_LE(seconds, 0) << c.text;
+        }
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Forms, ParseDateGood, testing::ValuesIn(kGood),
-                         [](const auto &info) { return std::string(info.param.name); });
-
-struct BADCASE {
-    const char *name, *text;
-};
-class ParseDateBad : public testing::TestWithParam<BADCASE> {};
-
-const BADCASE kBad[] = {
-    {"empty", ""},
-    {"blanks", "   "},
-    {"words", "hello world"},
-    {"no_day", "Oct 2000 14:05:09"},
-    {"no_year", "Tue, 3 Oct 14:05:09 +0000"},
-    {"no_month", "Tue, 3 2000 14:05:09"},
-    {"feb_30", "30 Feb 2000 12:00:00 +0000"},
-    {"feb_29_nonleap", "29 Feb 2001 12:00:00 +0000"},
-    {"day_32", "32 Oct 2000"},
-    {"hour_24", "3 Oct 2000 24:00:00 +0000"},
-    {"minute_60", "3 Oct 2000 23:60:00 +0000"},
-    {"offset_minutes_bad", "3 Oct 2000 14:05:09 +0075"},
-    {"two_times", "3 Oct 2000 14:05:09 15:00:00"},
-    {"two_months", "3 Oct Nov 2000"},
-    {"two_offsets", "3 Oct 2000 14:05:09 +0100 +0200"},
-    {"before_1970", "Wed, 31 Dec 1969 23:59:59 +0000"},
-    {"epoch", "Thu, 1 Jan 1970 00:00:00 +0000"},
-    {"huge_number", "3 Oct 20000000000 14:05:09"},
-    {"pm_hour_13", "3 Oct 2000 13:05 PM"},
-    {"unclosed_comment", "(Tue, 3 Oct 2000 14:05:09 +0000"},
-    {"only_comment", "(3 Oct 2000 14:05:09)"},
-};
-
-TEST_P(ParseDateBad, GivesNothingUsable) {
-    EXPECT_LE(parsedate(GetParam().text), 0) << GetParam().text;
-}
-
-INSTANTIATE_TEST_SUITE_P(Forms, ParseDateBad, testing::ValuesIn(kBad),
+INSTANTIATE_TEST_SUITE_P(Table, ParseDateForms, testing::ValuesIn(kForms),
                          [](const auto &info) { return std::string(info.param.name); });
 
 TEST(ParseDate, NullOverlongAndUnterminatedInput) {
@@ -146,7 +139,7 @@ TEST(ParseDate, GarbageNeverCrashes) {
                             "/",     ".",  "99999999999", "T",     "12:",       "-07:"};
     for (int round = 0; round < 20000; round++) {
         std::string text;
-        size_t parts = random() % 12;
+        size_t parts = random() % (round % 20 == 0 ? 400 : 12); // some past the 1000 limit
         for (size_t i = 0; i < parts; i++) {
             if (random() % 2)
                 text += pieces[random() % (sizeof pieces / sizeof *pieces)];
