@@ -78,5 +78,4 @@ private:
     size_t fFill = 0; // bytes in the buffer (read-ahead or waiting to be written)
     size_t fAt = 0;   // next unread byte while reading
     BUFFERMODE fMode = kIdle;
-    bool fAtEnd = false; // the last read reached the end of the file
 };
