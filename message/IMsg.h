@@ -109,8 +109,9 @@ public:
     static bool CharEncodeNeeded(uint8_t byte);
     // Appends "=XX".
     static void CharEncode(std::string &out, uint8_t byte);
-    // Decodes one quoted-printable body line into UTF-8 (out emptied first). False when
-    // the line ends in a soft line break, whose '=' is removed.
+    // Decodes one quoted-printable body line into UTF-8 (out emptied first). False when,
+    // after its escapes are decoded and trailing blanks removed, the line ends in '=' (a
+    // soft line break, that '=' removed).
     static bool QuoteDecode(Charset charset, std::string &out, std::string_view line);
 
     // --- Message-IDs ---

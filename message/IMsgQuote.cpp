@@ -1,6 +1,8 @@
 // Quoted-printable characters and body lines.
 #include "message/IMsg.h"
 
+#include <algorithm>
+
 #include "base/TextFormat.h"
 
 namespace {
@@ -42,9 +44,7 @@ void IMsg::CharEncode(std::string &out, uint8_t byte) {
 bool IMsg::QuoteDecode(Charset charset, std::string &out, std::string_view line) {
     out.clear();
     std::string bytes;
-    bytes.reserve(line.size());
-    // Only a literal '=' can be a soft line break; an escaped one ("=3D") is text.
-    size_t literalEquals = std::string::npos;
+    bytes.reserve(std::min(line.size(), kQuoteMax));
     size_t i = 0;
     while (i < line.size() && bytes.size() < kQuoteMax) {
         uint8_t byte = line[i] == '=' ? CharDecode(line.substr(i)) : 0;
@@ -52,8 +52,6 @@ bool IMsg::QuoteDecode(Charset charset, std::string &out, std::string_view line)
             bytes += static_cast<char>(byte);
             i += 3;
         } else {
-            if (line[i] == '=')
-                literalEquals = bytes.size();
             bytes += line[i];
             i++;
         }
@@ -62,11 +60,11 @@ bool IMsg::QuoteDecode(Charset charset, std::string &out, std::string_view line)
     while (end > 0 && STR::isBlank(bytes[end - 1]))
         end--;
     bytes.resize(end);
-    bool complete = true;
-    if (!bytes.empty() && literalEquals == bytes.size() - 1) {
+    // Deliberately in this order: escapes are decoded before the soft break is looked for,
+    // so a line ending in "=3D" (or "=3D=20") continues in the next one like a bare '='.
+    bool complete = bytes.empty() || bytes.back() != '=';
+    if (!complete)
         bytes.pop_back();
-        complete = false;
-    }
     CharsetConvert(charset, bytes, CharsetUTF8, out);
     return complete;
 }

@@ -152,7 +152,9 @@ TEST(IMsgQuote, BodyLines) {
         {"x=00y", IMsg::CharsetISO1, "x y", true},
         {"trail \t ", IMsg::CharsetISO1, "trail", true},
         {"=ZZ=", IMsg::CharsetISO1, "=ZZ", false},
-        {"ends=3D", IMsg::CharsetISO1, "ends=", true},
+        // Escapes are decoded first: an escaped '=' at the end is a soft break too.
+        {"ends=3D", IMsg::CharsetISO1, "ends", false},
+        {"ends=3D=20", IMsg::CharsetISO1, "ends", false},
         {"", IMsg::CharsetISO1, "", true},
     };
     for (const auto &c : cases) {
