@@ -30,9 +30,12 @@ bool PATHMGR::dirsCreate(const char *path) {
         at = whole.find('/', at + 1);
         std::string part = whole.substr(0, at);
         DISKFILE::ENTRYTYPE type = DISKFILE::kEntryUnknown;
-        if (file.typeGet(part.c_str(), &type) == DISKFILE::kSuccess &&
-            type == DISKFILE::kEntryDirectory)
-            continue;
+        if (file.typeGet(part.c_str(), &type) == DISKFILE::kSuccess) {
+            // A link is taken to lead to a directory; if not, the next level fails.
+            if (type == DISKFILE::kEntryDirectory || type == DISKFILE::kEntryLink)
+                continue;
+            return false;
+        }
         DISKFILE::ERROR error = file.dirCreate(part.c_str(), DISKFILE::kReadWrite);
         if (error != DISKFILE::kSuccess && error != DISKFILE::kDirExists)
             return false;

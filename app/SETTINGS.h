@@ -9,7 +9,8 @@
 
 // Each variable's compiled-in value is its default: reset() sets them, reading the settings
 // file overwrites them, and writing the file stores them back. Readers use the variables
-// directly or through BARNINFO.
+// directly or through BARNINFO. The defaults below the home directory are empty until the
+// first reset(), which the settings step of the start makes.
 class SETTINGS {
 public:
     static constexpr size_t kPathMax = 80;      // Storage/Path

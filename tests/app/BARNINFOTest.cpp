@@ -128,6 +128,7 @@ TEST(BarnInfo, SavePathKeepsItsLimitAndIgnoresEmpty) {
 }
 
 TEST(BarnInfo, SignatureRules) {
+    SETTINGS::reset();
     bool reply = true;
     SETTINGS::signature.enabled = false;
     SETTINGS::signature.reply = true;

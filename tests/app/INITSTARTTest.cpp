@@ -45,6 +45,7 @@ class InitStart : public testing::Test {
 protected:
     void SetUp() override {
         // The settings file is named after the program.
+        fProgram = std::string(pathMgr.progDir()) + "/" + pathMgr.progName();
         pathMgr.progSet("/usr/bin/vellowick");
         fPath = std::string(pathMgr.prefDir()) + "/vellowick.ini";
         std::filesystem::remove(fPath);
@@ -52,6 +53,7 @@ protected:
         appStarted = false;
     }
     void TearDown() override {
+        pathMgr.progSet(fProgram.c_str());
         THREAD::stop();
         appStarted = false;
         SETTINGS::reset();
@@ -69,6 +71,7 @@ protected:
     }
 
     std::string fPath;
+    std::string fProgram;
     ALERTRECORDER fAlerts;
 };
 
