@@ -81,6 +81,8 @@ void HdrBuf::HeaderDecode(std::string &out, std::string_view text, IMsg::Charset
                 size_t n = BINTEXT::base64Decode(input.c_str(), buffer, sizeof(buffer), false);
                 bytes.assign(buffer, n);
             } else {
+                // Deliberately unlike B words, only a zero byte is replaced (by CharDecode);
+                // other control characters are kept as the word gives them.
                 for (size_t k = 0; k < word.text.size() && bytes.size() < kWordQuotedMax;) {
                     uint8_t byte = word.text[k] == '=' ? IMsg::CharDecode(word.text.substr(k)) : 0;
                     if (byte != 0) {
@@ -89,8 +91,7 @@ void HdrBuf::HeaderDecode(std::string &out, std::string_view text, IMsg::Charset
                         byte = static_cast<uint8_t>(word.text[k] == '_' ? ' ' : word.text[k]);
                         k++;
                     }
-                    // As in base64 words: a control character must not break the line.
-                    bytes += static_cast<char>(byte < 32 ? ' ' : byte);
+                    bytes += static_cast<char>(byte);
                 }
             }
             // White space between two encoded words is not part of the text.

@@ -65,7 +65,9 @@ TEST(HdrBuf, EncodedWords) {
         {"x=?ISO-8859-1?Q?=00?=y", IMsg::CharsetISO1, "x y"},
         {"=?iso-8859-1?q?Caf=E9_cr=E8me?=", IMsg::CharsetISO1, "Café crème"},
         {"=?UTF-8?B?w6k=?= and =?UTF-8?B?w6k=?=", IMsg::CharsetISO1, "é and é"},
+        // A B word decodes in text mode (controls become spaces); a Q word keeps them.
         {"=?UTF-8?B?CWE=?=", IMsg::CharsetISO1, "a"},
+        {"=?ISO-8859-1?Q?a=09b=0Ac?=", IMsg::CharsetISO1, "a\tb\nc"},
         {"=?ISO-8859-1?X?a?=", IMsg::CharsetISO1, "=?ISO-8859-1?X?a?="},
         {"=?ISO-8859-1?Q??a?=", IMsg::CharsetISO1, "=?ISO-8859-1?Q??a?="},
         {"=?ISO-8859-1?Q?a", IMsg::CharsetISO1, "=?ISO-8859-1?Q?a"},
