@@ -60,6 +60,26 @@ DISKFILE::ERROR writeValue(DISKFILE *file, int32_t attr, T value) {
     return VMSG::attrWrite(file, attr, &value, sizeof(value));
 }
 
+// The DATA member of a string attribute.
+std::string VMSG::DATA::*textOf(int32_t attr) {
+    switch (attr) {
+    case VMSG::AttrSubject:
+        return &VMSG::DATA::subject;
+    case VMSG::AttrAuthor:
+        return &VMSG::DATA::author;
+    case VMSG::AttrEmail:
+        return &VMSG::DATA::email;
+    case VMSG::AttrTo:
+        return &VMSG::DATA::to;
+    case VMSG::AttrNewsgroups:
+        return &VMSG::DATA::newsgroups;
+    case VMSG::AttrMsgid:
+        return &VMSG::DATA::msgid;
+    default:
+        return &VMSG::DATA::references;
+    }
+}
+
 // The attributes of data in ATTRNUM order; the first failure stops.
 DISKFILE::ERROR writeData(DISKFILE *file, const VMSG::DATA &data) {
     const int32_t seconds = int32_t(data.dateTime / TIMEBASE::kSecond);
@@ -67,21 +87,6 @@ DISKFILE::ERROR writeData(DISKFILE *file, const VMSG::DATA &data) {
     DISKFILE::ERROR error = DISKFILE::kSuccess;
     for (int32_t attr = 0; attr < VMSG::AttrCount && error == DISKFILE::kSuccess; attr++) {
         switch (attr) {
-        case VMSG::AttrSubject:
-            error = writeString(file, attr, data.subject);
-            break;
-        case VMSG::AttrAuthor:
-            error = writeString(file, attr, data.author);
-            break;
-        case VMSG::AttrEmail:
-            error = writeString(file, attr, data.email);
-            break;
-        case VMSG::AttrTo:
-            error = writeString(file, attr, data.to);
-            break;
-        case VMSG::AttrNewsgroups:
-            error = writeString(file, attr, data.newsgroups);
-            break;
         case VMSG::AttrDateTime:
             error = writeValue(file, attr, seconds);
             break;
@@ -94,17 +99,14 @@ DISKFILE::ERROR writeData(DISKFILE *file, const VMSG::DATA &data) {
         case VMSG::AttrType:
             error = writeValue(file, attr, data.type);
             break;
-        case VMSG::AttrMsgid:
-            error = writeString(file, attr, data.msgid);
-            break;
-        case VMSG::AttrReferences:
-            error = writeString(file, attr, data.references);
-            break;
         case VMSG::AttrCharset:
             error = writeValue(file, attr, int32_t(data.charset));
             break;
-        default:
+        case VMSG::AttrPostServer:
             error = writeValue(file, attr, data.postServer);
+            break;
+        default:
+            error = writeString(file, attr, data.*textOf(attr));
             break;
         }
     }
@@ -128,30 +130,7 @@ bool readOne(TEXTFILE *file, int32_t attr, VMSG::DATA *data, std::vector<char> &
     if (VMSG::attrSize(attr) == 0) {
         if (VMSG::attrRead(file, attr, text.data(), text.size()) != DISKFILE::kSuccess)
             return false;
-        std::string value(text.data());
-        switch (attr) {
-        case VMSG::AttrSubject:
-            data->subject = std::move(value);
-            break;
-        case VMSG::AttrAuthor:
-            data->author = std::move(value);
-            break;
-        case VMSG::AttrEmail:
-            data->email = std::move(value);
-            break;
-        case VMSG::AttrTo:
-            data->to = std::move(value);
-            break;
-        case VMSG::AttrNewsgroups:
-            data->newsgroups = std::move(value);
-            break;
-        case VMSG::AttrMsgid:
-            data->msgid = std::move(value);
-            break;
-        default:
-            data->references = std::move(value);
-            break;
-        }
+        data->*textOf(attr) = text.data();
         return true;
     }
     int32_t value32 = 0;

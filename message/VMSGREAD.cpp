@@ -41,8 +41,8 @@ public:
 
 private:
     // The next line of the file (an over-long line comes in pieces); start gets its offset.
+    // The continue callback is asked first: kIterationAborted when it says stop.
     DISKFILE::ERROR next(std::string_view &line, int64_t *start = nullptr);
-    bool goOn() const { return fRead.cont == nullptr || fRead.cont(fRead.context); }
     // Hands a UTF-8 line to the caller, word-wrapped when asked; false stops.
     bool emit(std::string_view line);
     static bool emitWrapped(void *context, std::string_view line);
@@ -72,6 +72,9 @@ private:
 };
 
 DISKFILE::ERROR BODYREADER::next(std::string_view &line, int64_t *start) {
+    line = std::string_view();
+    if (fRead.cont != nullptr && !fRead.cont(fRead.context))
+        return DISKFILE::kIterationAborted;
     if (start != nullptr && fFile->position(start) != DISKFILE::kSuccess)
         return DISKFILE::kPositionFailed;
     size_t length = 0;
@@ -145,8 +148,6 @@ DISKFILE::ERROR BODYREADER::section(HdrBuf::Encoding encoding, IMsg::Charset cha
     int32_t state = 0;
     DISKFILE::ERROR error = DISKFILE::kSuccess;
     for (;;) {
-        if (!goOn())
-            return DISKFILE::kIterationAborted;
         std::string_view line;
         error = next(line);
         if (error == DISKFILE::kEndOfFile)
@@ -205,8 +206,6 @@ DISKFILE::ERROR BODYREADER::firstTextPart(int64_t bodyStart) {
     if (fFile->position(DISKFILE::kFromStart, bodyStart) != DISKFILE::kSuccess)
         return DISKFILE::kPositionFailed;
     for (;;) {
-        if (!goOn())
-            return DISKFILE::kIterationAborted;
         std::string_view line;
         DISKFILE::ERROR error = next(line);
         if (error == DISKFILE::kEndOfFile)
@@ -260,8 +259,6 @@ DISKFILE::ERROR BODYREADER::collect(int64_t bodyStart) {
     bool skipPart = false;
     VMSG::ATTACHMENT *uu = nullptr;
     for (;;) {
-        if (!goOn())
-            return DISKFILE::kIterationAborted;
         std::string_view line;
         int64_t start = 0;
         DISKFILE::ERROR error = next(line, &start);
@@ -313,8 +310,6 @@ DISKFILE::ERROR BODYREADER::whole() {
     std::string text;
     int32_t state = 0;
     for (;;) {
-        if (!goOn())
-            return DISKFILE::kIterationAborted;
         std::string_view line;
         DISKFILE::ERROR error = next(line);
         if (error == DISKFILE::kEndOfFile)
