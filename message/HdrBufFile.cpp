@@ -14,20 +14,16 @@ namespace {
 
 enum class LINE { kLine, kEnd, kError };
 
-// One line of at most TEXTFILE::kLineMax characters; the rest of a longer line is dropped,
-// and the cut line counts as a normal one.
+// One line of at most TEXTFILE::kLineMax characters. The first part of a longer line
+// counts as a normal line and the rest comes as the next one, so a long header line cut at
+// a blank continues as a folded line instead of losing its tail.
 LINE lineGet(TEXTFILE *file, char *buffer, size_t size, std::string_view &line) {
     size_t length = 0;
     DISKFILE::ERROR error = file->lineRead(buffer, size, &length);
-    if (error == DISKFILE::kLineTooLong) {
-        DISKFILE::ERROR skip = file->lineSkip();
-        if (skip != DISKFILE::kSuccess && skip != DISKFILE::kEndOfFile)
-            return LINE::kError;
-    } else if (error == DISKFILE::kEndOfFile) {
+    if (error == DISKFILE::kEndOfFile)
         return LINE::kEnd;
-    } else if (error != DISKFILE::kSuccess) {
+    if (error != DISKFILE::kSuccess && error != DISKFILE::kLineTooLong)
         return LINE::kError;
-    }
     line = std::string_view(buffer, length);
     return LINE::kLine;
 }

@@ -2,6 +2,7 @@
 // boundaries, attachments, and the header of a new article read back.
 #include "message/HdrBuf.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <vector>
@@ -170,6 +171,27 @@ TEST(HdrBuf, References) {
 
     HdrBuf::refCreate("", "<p@x>", out);
     EXPECT_EQ(out, "<p@x>");
+}
+
+// A line past the 1000-character limit is read in pieces; cut at a blank, the rest joins
+// the field as a folded line.
+TEST(HdrBuf, OverLongLineContinuesInTheNextRead) {
+    std::string refs = "References:";
+    size_t ids = 0;
+    while (refs.size() < 950)
+        refs += " <id" + std::to_string(ids++) + "@example.com>";
+    refs += " <" + std::string(1000 - refs.size() - 15, 'p') + "@example.com>";
+    ASSERT_EQ(refs.size(), TEXTFILE::kLineMax);
+    std::string path = testhome::path() + "/overlong";
+    std::ofstream(path) << refs << " <tail@example.com>\nSubject: s\n\nbody\n";
+    TEXTFILE file;
+    ASSERT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
+    HdrBuf header;
+    ASSERT_TRUE(header.Read(&file));
+    std::vector<std::string> got = split(header.StringReferences());
+    EXPECT_EQ(got.size(), ids + 2);
+    EXPECT_EQ(got.back(), "<tail@example.com>");
+    EXPECT_STREQ(header.StringSubject(), "s");
 }
 
 TEST(HdrBuf, Boundaries) {
