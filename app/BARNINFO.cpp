@@ -4,6 +4,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "app/PATHMGR.h"
 #include "app/SETTINGS.h"
 #include "base/STR.h"
 #include "message/VMSG.h"
@@ -16,12 +17,6 @@ void pathBuild(char *buffer, unsigned long size, std::initializer_list<const cha
     STR::copy(buffer, SETTINGS::storage.path, size);
     for (const char *part : parts)
         BARNINFO::pathAppend(buffer, size, part);
-}
-
-void slashesDrop(char *path) {
-    size_t length = std::strlen(path);
-    while (length > 1 && path[length - 1] == '/')
-        path[--length] = '\0';
 }
 } // namespace
 
@@ -62,7 +57,7 @@ void BARNINFO::savePathSet(const char *path) {
     if (path == nullptr || path[0] == '\0')
         return;
     STR::copy(SETTINGS::storage.savePath, path, SETTINGS::kSavePathMax + 1);
-    slashesDrop(SETTINGS::storage.savePath);
+    PATHMGR::slashesDrop(SETTINGS::storage.savePath);
 }
 
 const char *BARNINFO::sigFile(bool *reply) {

@@ -97,6 +97,28 @@ RESULT limitDouble(double value, long long min, long long max) {
     return FIELD::Converted;
 }
 
+// Stores the low bytes of a checked number in a variable of 1, 2, 4 or 8 bytes; signed
+// variables get the same two's-complement bits.
+RESULT integerStore(void *value, unsigned long size, uint64_t number) {
+    switch (size) {
+    case 1:
+        *static_cast<uint8_t *>(value) = uint8_t(number);
+        break;
+    case 2:
+        *static_cast<uint16_t *>(value) = uint16_t(number);
+        break;
+    case 4:
+        *static_cast<uint32_t *>(value) = uint32_t(number);
+        break;
+    case 8:
+        *static_cast<uint64_t *>(value) = number;
+        break;
+    default:
+        return FIELD::NotUnderstood;
+    }
+    return FIELD::Converted;
+}
+
 RESULT loadSigned(void *value, unsigned long size, const char *text, long long min, long long max,
                   int64_t typeMin, int64_t typeMax) {
     int64_t number = 0;
@@ -110,20 +132,7 @@ RESULT loadSigned(void *value, unsigned long size, const char *text, long long m
     result = limitSigned(number, min, max);
     if (result != FIELD::Converted)
         return result;
-    switch (size) {
-    case 2:
-        *static_cast<int16_t *>(value) = int16_t(number);
-        break;
-    case 4:
-        *static_cast<int32_t *>(value) = int32_t(number);
-        break;
-    case 8:
-        *static_cast<int64_t *>(value) = number;
-        break;
-    default:
-        return FIELD::NotUnderstood;
-    }
-    return FIELD::Converted;
+    return integerStore(value, size, uint64_t(number));
 }
 
 // Unsigned values may also be given by a name of the item's table.
@@ -145,23 +154,7 @@ RESULT loadUnsigned(void *value, unsigned long size, const char *text, const STR
     RESULT result = limitUnsigned(number, min, max);
     if (result != FIELD::Converted)
         return result;
-    switch (size) {
-    case 1:
-        *static_cast<uint8_t *>(value) = uint8_t(number);
-        break;
-    case 2:
-        *static_cast<uint16_t *>(value) = uint16_t(number);
-        break;
-    case 4:
-        *static_cast<uint32_t *>(value) = uint32_t(number);
-        break;
-    case 8:
-        *static_cast<uint64_t *>(value) = number;
-        break;
-    default:
-        return FIELD::NotUnderstood;
-    }
-    return FIELD::Converted;
+    return integerStore(value, size, number);
 }
 
 uint64_t unsignedGet(const void *value, unsigned long size) {

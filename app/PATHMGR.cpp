@@ -13,14 +13,11 @@
 
 PATHMGR pathMgr;
 
-namespace {
-void slashesDrop(char *path) {
+void PATHMGR::slashesDrop(char *path) {
     size_t length = std::strlen(path);
     while (length > 1 && path[length - 1] == '/')
         path[--length] = '\0';
 }
-
-} // namespace
 
 bool PATHMGR::dirsCreate(const char *path) {
     DISKFILE file;

@@ -32,6 +32,8 @@ public:
 
     // Creates every missing directory of an absolute path; false when one cannot be made.
     static bool dirsCreate(const char *path);
+    // Removes trailing slashes in place, keeping a lone "/".
+    static void slashesDrop(char *path);
 
 private:
     CRITSECT fLock;

@@ -330,12 +330,6 @@ INITFILE::SECT gProgressWindowSect = {"ProgressWindow", "Progress window data",
                                       gProgressWindowItems, true};
 INITFILE::SECT gViewSect = {"View", "Header and message view settings", gViewItems, true};
 INITFILE::SECT gColorsSect = {"Colors", "Main screen window colors", gColorsItems, true};
-
-void slashesDrop(char *path) {
-    size_t length = std::strlen(path);
-    while (length > 1 && path[length - 1] == '/')
-        path[--length] = '\0';
-}
 } // namespace
 
 SETTINGS::STORAGE SETTINGS::storage = kStorageDefault;
@@ -410,8 +404,8 @@ void SETTINGS::reset(const char *home) {
 }
 
 void SETTINGS::afterRead() {
-    slashesDrop(storage.path);
-    slashesDrop(storage.savePath);
+    PATHMGR::slashesDrop(storage.path);
+    PATHMGR::slashesDrop(storage.savePath);
 }
 
 bool SETTINGS::charsetCheck(const void *value) {

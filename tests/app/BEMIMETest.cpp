@@ -4,22 +4,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 
 #include "app/BEMIME.h"
 #include "app/INITFILE.h"
 #include "app/PATHMGR.h"
 #include "base/DISKFILE.h"
+#include "tests/app/TestFiles.h"
 
 namespace {
-std::string fileText(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 const char *const kExtensions[] = {"vtst", nullptr};
 const BEMIME::ATTRINFO kAttributes[] = {
     {"TEST:name", "Name", DISKFILE::kTypeString, true, false, 100, BEMIME::kAlignLeft, false},
@@ -50,7 +43,7 @@ TEST(BeMime, InstallWritesAPackageOnceAndUninstallRemovesIt) {
                            "/mime/packages/vellowick-text-x-vellowick-test.xml");
     ASSERT_TRUE(BEMIME::install(&kType));
     EXPECT_TRUE(BEMIME::installed(&kType));
-    EXPECT_EQ(fileText(package),
+    EXPECT_EQ(testfiles::text(package),
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
               "<mime-info xmlns=\"http://www.freedesktop.org/standards/shared-mime-info\">\n"
               "  <mime-type type=\"text/x-vellowick-test\">\n"
@@ -63,9 +56,9 @@ TEST(BeMime, InstallWritesAPackageOnceAndUninstallRemovesIt) {
 
     // An installed type is left as the user or an earlier run left it.
     std::ofstream(package, std::ios::app) << "<!-- edited -->\n";
-    std::string edited = fileText(package);
+    std::string edited = testfiles::text(package);
     ASSERT_TRUE(BEMIME::install(&kType));
-    EXPECT_EQ(fileText(package), edited);
+    EXPECT_EQ(testfiles::text(package), edited);
 
     ASSERT_TRUE(BEMIME::uninstall(&kType));
     EXPECT_FALSE(BEMIME::installed(&kType));
@@ -89,7 +82,7 @@ TEST(BeMime, MissingToolIsNoFailure) {
     PATHSET path(empty.c_str());
     const BEMIME::FILETYPE bare = {.mimeType = "application/x-vnd.Be.URL.telnet"};
     ASSERT_TRUE(BEMIME::install(&bare));
-    EXPECT_EQ(fileText(BEMIME::packagePath(bare.mimeType)),
+    EXPECT_EQ(testfiles::text(BEMIME::packagePath(bare.mimeType)),
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
               "<mime-info xmlns=\"http://www.freedesktop.org/standards/shared-mime-info\">\n"
               "  <mime-type type=\"application/x-vnd.Be.URL.telnet\"/>\n"

@@ -4,25 +4,14 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 
 #include "app/INITFILE.h"
+#include "tests/app/TestFiles.h"
 #include "tests/support/ALERTRECORDER.h"
 #include "tests/support/TestHome.h"
 
 namespace {
-std::string fileText(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-void fileSet(const std::string &path, const std::string &text) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
-
 // A small table of every shape the format knows: plain, required, named, numbered with a
 // group, a fixed text, and a numbered item whose missing instances are zeroed.
 struct VALUES {
@@ -155,8 +144,8 @@ INSTANTIATE_TEST_SUITE_P(InitFile, InitLine, testing::ValuesIn(kLineCases),
                          });
 
 TEST_F(InitFile, KeysAndSectionsMatchIgnoringCase) {
-    fileSet(fPath, "[test]\nHOST = a.example\n  PORT   =  8119  ; comment\nlabel0001=x\n"
-                   "LABEL0002 = y\n[OTHER]\nlevel=4\n");
+    testfiles::set(fPath, "[test]\nHOST = a.example\n  PORT   =  8119  ; comment\nlabel0001=x\n"
+                          "LABEL0002 = y\n[OTHER]\nlevel=4\n");
     INITFILE file;
     EXPECT_EQ(file.read(gSections, fPath.c_str()), DISKFILE::kSuccess);
     EXPECT_STREQ(gValues.host, "a.example");
@@ -171,8 +160,8 @@ TEST_F(InitFile, KeysAndSectionsMatchIgnoringCase) {
 }
 
 TEST_F(InitFile, ItemsOutsideTheirSectionAreNotFound) {
-    fileSet(fPath, "Host = outside\n[Other]\nHost = wrong\nPort = 1\n[Test]\nLabel0001 = a\n"
-                   "Label0002 = b\n");
+    testfiles::set(fPath, "Host = outside\n[Other]\nHost = wrong\nPort = 1\n[Test]\nLabel0001 = a\n"
+                          "Label0002 = b\n");
     INITFILE file;
     EXPECT_EQ(file.read(gSections, fPath.c_str()), DISKFILE::kContentsInvalid);
     ASSERT_EQ(fAlerts.count(), 1u);
@@ -182,8 +171,8 @@ TEST_F(InitFile, ItemsOutsideTheirSectionAreNotFound) {
 }
 
 TEST_F(InitFile, InvalidValuesKeepDefaultsAndNameTheirLines) {
-    fileSet(fPath, "[Test]\nHost = \nPort = 70000\nLabel0001 = a\nLabel0002 = b\n"
-                   "Width0002 = 10\n");
+    testfiles::set(fPath, "[Test]\nHost = \nPort = 70000\nLabel0001 = a\nLabel0002 = b\n"
+                          "Width0002 = 10\n");
     INITFILE file;
     EXPECT_EQ(file.read(gSections, fPath.c_str()), DISKFILE::kContentsInvalid);
     EXPECT_EQ(gValues.port, 119);
@@ -197,8 +186,8 @@ TEST_F(InitFile, InvalidValuesKeepDefaultsAndNameTheirLines) {
 }
 
 TEST_F(InitFile, AtMostFourProblemsAreShown) {
-    fileSet(fPath, "[Test]\nPort = x\nWidth0001 = 1\nWidth0002 = 2\nWidth0003 = 3\n"
-                   "[Other]\nLevel = 99\n");
+    testfiles::set(fPath, "[Test]\nPort = x\nWidth0001 = 1\nWidth0002 = 2\nWidth0003 = 3\n"
+                          "[Other]\nLevel = 99\n");
     INITFILE file;
     EXPECT_EQ(file.read(gSections, fPath.c_str()), DISKFILE::kContentsInvalid);
     EXPECT_EQ(file.problems().size(), INITFILE::kErrorMax);
@@ -219,7 +208,7 @@ TEST_F(InitFile, MissingFileIsReportedQuietly) {
 }
 
 TEST_F(InitFile, OverlongLineFailsTheRead) {
-    fileSet(fPath, "[Test]\nHost = " + std::string(2000, 'x') + "\n");
+    testfiles::set(fPath, "[Test]\nHost = " + std::string(2000, 'x') + "\n");
     INITFILE file;
     EXPECT_EQ(file.read(gSections, fPath.c_str()), DISKFILE::kLineTooLong);
     ASSERT_EQ(fAlerts.count(), 1u);
@@ -243,46 +232,46 @@ TEST_F(InitFile, MergeKeepsCommentsAndDropsStaleAndUnknownLines) {
                                "; between\n"
                                "[Gone]\n"
                                "Key = value\n";
-    fileSet(fPath, before);
+    testfiles::set(fPath, before);
     std::strcpy(gValues.host, "new.example");
     gValues.login = true;
     INITFILE file;
     ASSERT_EQ(file.write(gSections, fPath.c_str()), DISKFILE::kSuccess);
-    EXPECT_EQ(fileText(fPath), "; my settings\n"
-                               "\n"
-                               "[Test]   ; kept as typed\n"
-                               "host = new.example                     ; where\n"
-                               "Port=119\n"
-                               "Label0001 = a\n"
-                               "Label0002 = b\n"
-                               "Login = Yes\n"
-                               "Version = 2                            ;File version\n"
-                               "Label0003 = c                          ;Label 0003\n"
-                               "Width0001 = 40                         ;Width 0001\n"
-                               "Width0002 = 50                         ;Width 0002\n"
-                               "Width0003 = 60                         ;Width 0003\n"
-                               "Extra0001 = 1\n"
-                               "Extra0002 = 2\n"
-                               "Extra0003 = 3\n"
-                               "\n"
-                               "; between\n"
-                               "\n"
-                               "[Other]\n"
-                               "Level = 3\n");
+    EXPECT_EQ(testfiles::text(fPath), "; my settings\n"
+                                      "\n"
+                                      "[Test]   ; kept as typed\n"
+                                      "host = new.example                     ; where\n"
+                                      "Port=119\n"
+                                      "Label0001 = a\n"
+                                      "Label0002 = b\n"
+                                      "Login = Yes\n"
+                                      "Version = 2                            ;File version\n"
+                                      "Label0003 = c                          ;Label 0003\n"
+                                      "Width0001 = 40                         ;Width 0001\n"
+                                      "Width0002 = 50                         ;Width 0002\n"
+                                      "Width0003 = 60                         ;Width 0003\n"
+                                      "Extra0001 = 1\n"
+                                      "Extra0002 = 2\n"
+                                      "Extra0003 = 3\n"
+                                      "\n"
+                                      "; between\n"
+                                      "\n"
+                                      "[Other]\n"
+                                      "Level = 3\n");
     EXPECT_EQ(fAlerts.count(), 0u);
     // Merging the same values again changes nothing.
-    std::string once = fileText(fPath);
+    std::string once = testfiles::text(fPath);
     ASSERT_EQ(file.write(gSections, fPath.c_str()), DISKFILE::kSuccess);
-    EXPECT_EQ(fileText(fPath), once);
+    EXPECT_EQ(testfiles::text(fPath), once);
 }
 
 TEST_F(InitFile, DefaultFileGroupsNumberedItemsAndKeepsABackup) {
-    fileSet(fPath, "old settings\n");
-    fileSet(testhome::path() + "/initfile.bak", "older\n");
+    testfiles::set(fPath, "old settings\n");
+    testfiles::set(testhome::path() + "/initfile.bak", "older\n");
     INITFILE file;
     ASSERT_EQ(file.writeDefault(gSections, fPath.c_str()), DISKFILE::kSuccess);
-    EXPECT_EQ(fileText(testhome::path() + "/initfile.bak"), "old settings\n");
-    std::string text = fileText(fPath);
+    EXPECT_EQ(testfiles::text(testhome::path() + "/initfile.bak"), "old settings\n");
+    std::string text = testfiles::text(fPath);
     size_t created = text.find("; Created ");
     ASSERT_EQ(created, 37u);
     size_t end = text.find('\n', created);
@@ -309,14 +298,14 @@ TEST_F(InitFile, DefaultFileGroupsNumberedItemsAndKeepsABackup) {
 
 TEST_F(InitFile, FailedWriteLeavesTheFileWhole) {
     const std::string before = "[Test]\nHost = old.example\n";
-    fileSet(fPath, before);
+    testfiles::set(fPath, before);
     // Where the new text would be written, something else is in the way.
     std::filesystem::create_directory(fPath + ".new");
     INITFILE file;
     EXPECT_NE(file.write(gSections, fPath.c_str()), DISKFILE::kSuccess);
     EXPECT_NE(file.writeDefault(gSections, fPath.c_str()), DISKFILE::kSuccess);
     std::filesystem::remove(fPath + ".new");
-    EXPECT_EQ(fileText(fPath), before);
+    EXPECT_EQ(testfiles::text(fPath), before);
     EXPECT_FALSE(std::filesystem::exists(testhome::path() + "/initfile.bak"));
     ASSERT_EQ(fAlerts.count(), 2u);
     EXPECT_NE(fAlerts.texts()[0].find("\nCouldn't open file: "), std::string::npos);

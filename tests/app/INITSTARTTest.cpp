@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 
 #include "app/APPHOST.h"
@@ -15,23 +14,13 @@
 #include "app/SETTINGS.h"
 #include "base/MSGIDINDEX.h"
 #include "base/THREAD.h"
+#include "tests/app/TestFiles.h"
 #include "tests/support/ALERTRECORDER.h"
 
 namespace {
 const char kWelcome[] = "Welcome to Vellowick News!\n\nIt appears that this is the first time "
                         "the program is being run.  Please see the Help menu for configuration "
                         "information and guidance.";
-
-std::string fileText(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-void fileSet(const std::string &path, const std::string &text) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
 
 class HOST : public APPHOST {
 public:
@@ -79,14 +68,14 @@ TEST_F(InitStart, FirstRunWritesDefaultsAndWelcomesThenLaterRunsChangeNothing) {
     ASSERT_TRUE(run());
     ASSERT_EQ(fAlerts.count(), 1u);
     EXPECT_EQ(fAlerts.texts()[0], kWelcome);
-    std::string first = fileText(fPath);
+    std::string first = testfiles::text(fPath);
     EXPECT_EQ(first.rfind("; Vellowick News initialization file\n; Created ", 0), 0u);
     EXPECT_NE(first.find("\nPath = " + std::string(pathMgr.pathHome()) + "/VellowickData"),
               std::string::npos);
 
     ASSERT_TRUE(run());
     EXPECT_EQ(fAlerts.count(), 1u) << "no welcome the second time";
-    EXPECT_EQ(fileText(fPath), first);
+    EXPECT_EQ(testfiles::text(fPath), first);
 }
 
 TEST_F(InitStart, ChangedSettingsAreWrittenAtStop) {
@@ -97,12 +86,12 @@ TEST_F(InitStart, ChangedSettingsAreWrittenAtStop) {
     ASSERT_TRUE(app.start());
     SETTINGS::message.lineLength = 60;
     app.stop();
-    EXPECT_NE(fileText(fPath).find("\nLineLength = 60 "), std::string::npos);
+    EXPECT_NE(testfiles::text(fPath).find("\nLineLength = 60 "), std::string::npos);
 }
 
 TEST_F(InitStart, FailedStartLeavesTheFileUntouched) {
     ASSERT_TRUE(run());
-    std::string before = fileText(fPath);
+    std::string before = testfiles::text(fPath);
     appStarted = false;
     HOST host;
     host.windowOk = false;
@@ -110,7 +99,7 @@ TEST_F(InitStart, FailedStartLeavesTheFileUntouched) {
     EXPECT_FALSE(app.start());
     SETTINGS::message.lineLength = 60;
     app.stop();
-    EXPECT_EQ(fileText(fPath), before);
+    EXPECT_EQ(testfiles::text(fPath), before);
 }
 
 TEST_F(InitStart, UninstallRemovesTypesAndIndexUntilTheNextStart) {
@@ -166,7 +155,7 @@ class InitBroken : public InitStart, public testing::WithParamInterface<BROKENCA
 
 TEST_P(InitBroken, StartFailsWithOneAlertAndKeepsTheFile) {
     const std::string text = GetParam().text();
-    fileSet(fPath, text);
+    testfiles::set(fPath, text);
     EXPECT_FALSE(run());
     ASSERT_EQ(fAlerts.count(), 1u);
     EXPECT_EQ(fAlerts.texts()[0].rfind(
@@ -174,7 +163,7 @@ TEST_P(InitBroken, StartFailsWithOneAlertAndKeepsTheFile) {
               0u)
         << fAlerts.texts()[0];
     EXPECT_LE(fAlerts.texts()[0].size(), 2999u);
-    EXPECT_EQ(fileText(fPath), text);
+    EXPECT_EQ(testfiles::text(fPath), text);
     EXPECT_FALSE(std::filesystem::exists(fPath + ".new"));
 }
 

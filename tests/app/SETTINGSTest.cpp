@@ -6,28 +6,17 @@
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
-#include <sstream>
 #include <string>
 
 #include "app/BARNINFO.h"
 #include "app/INITFILE.h"
 #include "app/SERVERSETTINGS.h"
 #include "app/SETTINGS.h"
+#include "tests/app/TestFiles.h"
 #include "tests/support/ALERTRECORDER.h"
 #include "tests/support/TestHome.h"
 
 namespace {
-std::string fileText(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-void fileSet(const std::string &path, const std::string &text) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
-
 // The creation line carries the current time; the expected files hold a placeholder.
 std::string dateMasked(std::string text) {
     const std::string head = "; Vellowick News initialization file\n; Created ";
@@ -59,7 +48,7 @@ std::string linesDropped(const std::string &text, std::initializer_list<const ch
 }
 
 std::string golden(const char *name) {
-    return fileText(std::string(VW_TEST_DATA) + "/settings/" + name);
+    return testfiles::text(std::string(VW_TEST_DATA) + "/settings/" + name);
 }
 
 BARN::NODE templateServer() {
@@ -89,10 +78,10 @@ protected:
     int32_t readWith(const std::string &section, const std::string &lines) {
         INITFILE file;
         EXPECT_EQ(file.writeDefault(SETTINGS::sections, fPath.c_str()), DISKFILE::kSuccess);
-        std::string text = fileText(fPath);
+        std::string text = testfiles::text(fPath);
         size_t at = text.find("[" + section + "]");
         at = text.find('\n', at) + 1;
-        fileSet(fPath, text.insert(at, lines));
+        testfiles::set(fPath, text.insert(at, lines));
         return file.read(SETTINGS::sections, fPath.c_str());
     }
 
@@ -103,14 +92,14 @@ protected:
 TEST_F(Settings, DefaultMainFileIsExact) {
     INITFILE file;
     ASSERT_EQ(file.writeDefault(SETTINGS::sections, fPath.c_str()), DISKFILE::kSuccess);
-    EXPECT_EQ(dateMasked(fileText(fPath)), golden("vellowick.ini"));
+    EXPECT_EQ(dateMasked(testfiles::text(fPath)), golden("vellowick.ini"));
 }
 
 TEST_F(Settings, DefaultServerFileIsExact) {
     BARN::NODE node = templateServer();
     std::string path = testhome::path() + "/" + SERVERSETTINGS::kFileName;
     ASSERT_EQ(SERVERSETTINGS::writeDefault(&node, path.c_str()), DISKFILE::kSuccess);
-    EXPECT_EQ(dateMasked(fileText(path)), golden("Server.ini"));
+    EXPECT_EQ(dateMasked(testfiles::text(path)), golden("Server.ini"));
     // The file holds a password: only its owner may read it.
     EXPECT_EQ(std::filesystem::status(path).permissions() & std::filesystem::perms::all,
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
@@ -148,15 +137,15 @@ TEST_F(Settings, UnlimitedHeadersWhenTheLimitIsZero) {
 TEST_F(Settings, TransferLoggingNoneIsWrittenBackOff) {
     EXPECT_EQ(readWith("Storage", "TransferLogging = ActionsAndTransfers\n"), DISKFILE::kSuccess);
     EXPECT_EQ(BARNINFO::nntpLogSetting(), uint32_t(SETTINGS::kLogTransfers));
-    std::string text = fileText(fPath);
+    std::string text = testfiles::text(fPath);
     text.replace(text.find("TransferLogging = ActionsAndTransfers"),
                  std::strlen("TransferLogging = ActionsAndTransfers"), "TransferLogging = None");
-    fileSet(fPath, text);
+    testfiles::set(fPath, text);
     INITFILE file;
     EXPECT_EQ(file.read(SETTINGS::sections, fPath.c_str()), DISKFILE::kSuccess);
     EXPECT_EQ(BARNINFO::nntpLogSetting(), uint32_t(SETTINGS::kLogOff));
     EXPECT_EQ(file.write(SETTINGS::sections, fPath.c_str()), DISKFILE::kSuccess);
-    text = fileText(fPath);
+    text = testfiles::text(fPath);
     EXPECT_EQ(text.find("TransferLogging = None"), std::string::npos);
     EXPECT_NE(text.find("TransferLogging = Off\n"), std::string::npos)
         << "the changed line loses nothing but its value";
@@ -180,8 +169,9 @@ TEST_F(Settings, UnknownCharacterSetNumberIsRefused) {
 TEST_F(Settings, FirstEightColumnsAreRequired) {
     INITFILE file;
     ASSERT_EQ(file.writeDefault(SETTINGS::sections, fPath.c_str()), DISKFILE::kSuccess);
-    std::string text = fileText(fPath);
-    fileSet(fPath, linesDropped(text, {"ColumnWidth0003", "ColumnWidth0008", "ColumnLabel0010"}));
+    std::string text = testfiles::text(fPath);
+    testfiles::set(fPath,
+                   linesDropped(text, {"ColumnWidth0003", "ColumnWidth0008", "ColumnLabel0010"}));
     SETTINGS::view.column[9].label[0] = 'X';
     EXPECT_EQ(file.read(SETTINGS::sections, fPath.c_str()), DISKFILE::kContentsInvalid);
     ASSERT_EQ(fAlerts.count(), 1u);
@@ -223,7 +213,7 @@ TEST_P(ServerLogin, NeedsBothNameAndPassword) {
     std::strcpy(node.server.password, c.password);
     std::string path = testhome::path() + "/login.ini";
     ASSERT_EQ(SERVERSETTINGS::writeDefault(&node, path.c_str()), DISKFILE::kSuccess);
-    EXPECT_NE(fileText(path).find("Login = Yes"), std::string::npos);
+    EXPECT_NE(testfiles::text(path).find("Login = Yes"), std::string::npos);
     BARN::NODE back{};
     EXPECT_EQ(SERVERSETTINGS::read(&back, path.c_str()), DISKFILE::kSuccess);
     EXPECT_EQ(back.server.login, c.login);
@@ -236,8 +226,9 @@ INSTANTIATE_TEST_SUITE_P(Settings, ServerLogin, testing::ValuesIn(kLoginCases),
 
 TEST_F(Settings, ServerValuesAreChecked) {
     std::string path = testhome::path() + "/check.ini";
-    fileSet(path, "[Server]\nHostname = bad host!\nPort = 0\nTimeout = 1 second\n"
-                  "PostName = Me\nPostMail = not-an-address\nPostOrg = <b>Org</b>\nLogin = No\n");
+    testfiles::set(path,
+                   "[Server]\nHostname = bad host!\nPort = 0\nTimeout = 1 second\n"
+                   "PostName = Me\nPostMail = not-an-address\nPostOrg = <b>Org</b>\nLogin = No\n");
     BARN::NODE node = templateServer();
     ALERTRECORDER alerts;
     EXPECT_EQ(SERVERSETTINGS::read(&node, path.c_str()), DISKFILE::kContentsInvalid);
