@@ -11,16 +11,14 @@ bool hasAt(const std::string &text) {
     return text.find('@') != std::string::npos;
 }
 
-// Splits at spaces, skipping empty tokens; each token cut to max bytes.
+// Splits at every space, so two spaces in a row give an empty token; each token cut to
+// max bytes.
 std::vector<std::string> tokens(std::string_view text, size_t max) {
     std::vector<std::string> out;
     size_t pos = 0;
-    while (pos < text.size()) {
-        size_t end = text.find(' ', pos);
-        if (end == std::string_view::npos)
-            end = text.size();
-        if (end > pos)
-            out.emplace_back(text.substr(pos, std::min(end - pos, max)));
+    while (pos <= text.size()) {
+        size_t end = std::min(text.find(' ', pos), text.size());
+        out.emplace_back(text.substr(pos, std::min(end - pos, max)));
         pos = end + 1;
     }
     return out;
@@ -219,7 +217,7 @@ std::string HdrBuf::referencesNormalise(std::string_view text) {
     }
     std::string out;
     for (std::string &token : tokens(spaced, kReferenceTokenMax)) {
-        if (token.front() != '<')
+        if (token.empty() || token.front() != '<')
             token.insert(token.begin(), '<');
         if (token.back() != '>')
             token += '>';
@@ -277,6 +275,9 @@ void HdrBuf::refCreate(std::string_view parentReferences, std::string_view paren
     std::vector<std::string> later; // newest first while walking
     for (size_t i = refs.size(); i-- > 1 && count < kRefCreateCount;) {
         const std::string &id = refs[i];
+        // Deliberate: an empty token (two spaces in a row) ends the walk like a full line.
+        if (id.empty())
+            break;
         if (!IMsg::MsgidCheck(id))
             continue;
         if (length + id.size() + 1 > kWriteWidth)

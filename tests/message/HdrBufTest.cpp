@@ -144,33 +144,40 @@ TEST(HdrBuf, Parameters) {
     EXPECT_FALSE(HdrBuf::encodingIsViewable(HdrBuf::EncodingBase64));
 }
 
+// Message-IDs "<" + pad + "r<i>@x>" for i from 0 to count-1, joined by single spaces.
+std::string refList(int count, size_t pad = 0) {
+    std::string out;
+    for (int i = 0; i < count; i++)
+        out += (i > 0 ? " <" : "<") + std::string(pad, 'a') + "r" + std::to_string(i) + "@x>";
+    return out;
+}
+
 TEST(HdrBuf, References) {
     EXPECT_EQ(HdrBuf::referencesNormalise("<a@b><c@d>"), "<a@b> <c@d>");
-    EXPECT_EQ(HdrBuf::referencesNormalise(" a@b\t<bad> <x@y <@z> "), "<a@b> <x@y>");
+    EXPECT_EQ(HdrBuf::referencesNormalise(" a@b\t<bad> <x@y <@z>  "), "<a@b> <x@y>");
     EXPECT_EQ(HdrBuf::referencesNormalise(""), "");
 
-    std::string parent;
-    for (int i = 0; i < 30; i++)
-        parent += "<ref" + std::to_string(i) + "@example.com> ";
-    std::string out;
-    HdrBuf::refCreate(parent, "<parent@example.com>", out);
-    std::vector<std::string> ids = split(out);
-    ASSERT_EQ(ids.size(), HdrBuf::kRefCreateCount);
-    EXPECT_EQ(ids.front(), "<ref0@example.com>");
-    EXPECT_EQ(ids[1], "<ref12@example.com>");
-    EXPECT_EQ(ids[18], "<ref29@example.com>");
-    EXPECT_EQ(ids.back(), "<parent@example.com>");
-
-    // Long IDs: the walk stops before 998 characters.
-    std::string longRefs;
-    for (int i = 0; i < 30; i++)
-        longRefs += "<" + std::string(90, 'a' + i % 26) + std::to_string(i) + "@x> ";
-    HdrBuf::refCreate(longRefs, "<p@x>", out);
-    EXPECT_LE(out.size(), HdrBuf::kWriteWidth);
-    EXPECT_EQ(split(out).size(), 11u);
-
-    HdrBuf::refCreate("", "<p@x>", out);
-    EXPECT_EQ(out, "<p@x>");
+    struct Case {
+        std::string parentRefs;
+        const char *parentId;
+        std::string out;
+    } cases[] = {
+        // The root, the 18 latest ancestors and the parent: 20 IDs.
+        {refList(30), "<p@x>", "<r0@x> " + refList(30).substr(refList(12).size() + 1) + " <p@x>"},
+        // Long IDs: the walk stops before 998 characters (the root, 9 more, the parent).
+        {refList(30, 90), "<p@x>",
+         refList(1, 90) + refList(30, 90).substr(refList(21, 90).size()) + " <p@x>"},
+        {"", "<p@x>", "<p@x>"},
+        {"<a@x> bad <c@x>", "<p@x>", "<a@x> <c@x> <p@x>"},
+        // Deliberately, an empty token (two spaces in a row) ends the walk.
+        {"<a@x> <b@x>  <c@x> <d@x>", "<p@x>", "<a@x> <c@x> <d@x> <p@x>"},
+    };
+    for (const auto &c : cases) {
+        std::string out;
+        HdrBuf::refCreate(c.parentRefs, c.parentId, out);
+        EXPECT_EQ(out, c.out) << c.parentRefs;
+        EXPECT_LE(out.size(), HdrBuf::kWriteWidth);
+    }
 }
 
 // A line past the 1000-character limit is read in pieces; cut at a blank, the rest joins
@@ -326,9 +333,7 @@ TEST(HdrBuf, WriteAndReadBack) {
         {"koi8r", IMsg::CharsetKOI8R, "Иван", "Привет мир", "8bit"},
         {"utf8", IMsg::CharsetUTF8, "山田", "日本語のテスト", "8bit"},
     };
-    std::string parentRefs;
-    for (int i = 0; i < 30; i++)
-        parentRefs += "<r" + std::to_string(i) + "@example.com> ";
+    const std::string parentRefs = refList(30);
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
         HdrBuf::SendInfo info;
@@ -339,7 +344,7 @@ TEST(HdrBuf, WriteAndReadBack) {
         info.subject = c.subject;
         info.organization = "Test Org";
         info.userAgent = "Vellowick/0.1";
-        info.parentMessageID = "<parent@example.com>";
+        info.parentMessageID = "<parent@x>";
         info.parentReferences = parentRefs;
         Written written = writeHeader(info, c.name);
         ASSERT_GE(written.lines.size(), 12u);
@@ -373,8 +378,8 @@ TEST(HdrBuf, WriteAndReadBack) {
         EXPECT_TRUE(IMsg::MsgidGenCheck(back.StringMessageID()));
         std::vector<std::string> refs = split(back.StringReferences());
         ASSERT_EQ(refs.size(), 20u);
-        EXPECT_EQ(refs.front(), "<r0@example.com>");
-        EXPECT_EQ(refs.back(), "<parent@example.com>");
+        EXPECT_EQ(refs.front(), "<r0@x>");
+        EXPECT_EQ(refs.back(), "<parent@x>");
         EXPECT_EQ(back.LinesGet(), 7u);
         EXPECT_EQ(back.CharsetGet(), c.charset);
         EXPECT_NEAR(static_cast<double>(back.DateTime()),
