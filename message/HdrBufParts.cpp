@@ -32,9 +32,16 @@ std::string lowerCase(std::string_view text) {
     return out;
 }
 
+// Extensions to MIME types: globs marked case-sensitive ("cs") match only as written (so
+// "*.C" is C++ but "*.c" is C), the others whatever the case.
+struct GLOBS {
+    std::unordered_map<std::string, std::string> exact;
+    std::unordered_map<std::string, std::string> folded; // keys in lower case
+};
+
 // Reads the simple "*.ext" globs of one shared-mime-info globs2 file; earlier (heavier)
 // entries win, as do files read earlier.
-void globsRead(const std::string &path, std::unordered_map<std::string, std::string> &map) {
+void globsRead(const std::string &path, GLOBS &globs) {
     std::ifstream in(path);
     std::string line;
     while (std::getline(in, line)) {
@@ -46,27 +53,33 @@ void globsRead(const std::string &path, std::unordered_map<std::string, std::str
             continue;
         std::string mimeType = line.substr(first + 1, second - first - 1);
         std::string glob = line.substr(second + 1);
-        size_t flags = glob.find(':');
-        if (flags != std::string::npos)
-            glob.resize(flags);
+        std::string flags;
+        size_t flagsAt = glob.find(':');
+        if (flagsAt != std::string::npos) {
+            flags = "," + glob.substr(flagsAt + 1) + ",";
+            glob.resize(flagsAt);
+        }
         if (glob.size() < 3 || glob.compare(0, 2, "*.") != 0 ||
             glob.find_first_of("*?[", 2) != std::string::npos) {
             continue;
         }
-        map.emplace(lowerCase(glob.substr(2)), mimeType);
+        if (flags.find(",cs,") != std::string::npos)
+            globs.exact.emplace(glob.substr(2), mimeType);
+        else
+            globs.folded.emplace(lowerCase(glob.substr(2)), mimeType);
     }
 }
 
-const std::unordered_map<std::string, std::string> &globs() {
-    static std::unordered_map<std::string, std::string> map;
+const GLOBS &globs() {
+    static GLOBS globs;
     static std::once_flag once;
     std::call_once(once, [] {
         const char *home = std::getenv("XDG_DATA_HOME");
         const char *user = std::getenv("HOME");
         if (home != nullptr && *home != '\0')
-            globsRead(std::string(home) + "/mime/globs2", map);
+            globsRead(std::string(home) + "/mime/globs2", globs);
         else if (user != nullptr && *user != '\0')
-            globsRead(std::string(user) + "/.local/share/mime/globs2", map);
+            globsRead(std::string(user) + "/.local/share/mime/globs2", globs);
         const char *dirs = std::getenv("XDG_DATA_DIRS");
         std::string list = dirs != nullptr && *dirs != '\0' ? dirs : "/usr/local/share:/usr/share";
         size_t pos = 0;
@@ -75,13 +88,13 @@ const std::unordered_map<std::string, std::string> &globs() {
             if (end == std::string::npos)
                 end = list.size();
             if (end > pos)
-                globsRead(list.substr(pos, end - pos) + "/mime/globs2", map);
+                globsRead(list.substr(pos, end - pos) + "/mime/globs2", globs);
             pos = end + 1;
         }
         for (const auto &row : kFallbackTypes)
-            map.emplace(row.extension, row.mimeType);
+            globs.folded.emplace(row.extension, row.mimeType);
     });
-    return map;
+    return globs;
 }
 
 } // namespace
@@ -142,17 +155,21 @@ bool HdrBuf::Attachment(std::string &fileName, std::string &mimeType,
 
 void HdrBuf::FilenameToMIME(std::string_view fileName, std::string &mimeType) {
     mimeType.clear();
-    std::string name = lowerCase(fileName);
-    size_t slash = name.find_last_of('/');
-    if (slash != std::string::npos)
-        name.erase(0, slash + 1);
-    const auto &map = globs();
+    size_t slash = fileName.find_last_of('/');
+    if (slash != std::string_view::npos)
+        fileName.remove_prefix(slash + 1);
+    const GLOBS &known = globs();
     // The longest known extension wins: "x.tar.gz" before "x.gz".
-    for (size_t dot = name.find('.'); dot != std::string::npos; dot = name.find('.', dot + 1)) {
-        auto found = map.find(name.substr(dot + 1));
-        if (found != map.end()) {
-            mimeType = found->second;
-            return;
+    for (size_t dot = fileName.find('.'); dot != std::string_view::npos;
+         dot = fileName.find('.', dot + 1)) {
+        std::string extension(fileName.substr(dot + 1));
+        auto found = known.exact.find(extension);
+        if (found == known.exact.end()) {
+            found = known.folded.find(lowerCase(extension));
+            if (found == known.folded.end())
+                continue;
         }
+        mimeType = found->second;
+        return;
     }
 }

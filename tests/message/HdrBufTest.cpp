@@ -2,6 +2,7 @@
 // boundaries, attachments, and the header of a new article read back.
 #include "message/HdrBuf.h"
 
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -12,6 +13,22 @@
 #include "tests/support/TestHome.h"
 
 namespace {
+
+// The test process's own MIME database: a user globs file in the order the system's has
+// them (the case-sensitive "*.C" before "*.c"), and no system folders, so that guesses do
+// not depend on the machine.
+class MimeDatabase : public testing::Environment {
+    void SetUp() override {
+        std::string folder = std::string(std::getenv("XDG_DATA_HOME")) + "/mime";
+        std::filesystem::create_directories(folder);
+        std::ofstream(folder + "/globs2") << "50:text/x-c++src:*.C:cs\n"
+                                             "50:text/x-csrc:*.c:cs\n"
+                                             "50:text/x-csrc:*.c\n"
+                                             "50:application/x-compressed-tar:*.tar.gz\n";
+        setenv("XDG_DATA_DIRS", (testhome::path() + "/none").c_str(), 1);
+    }
+};
+testing::Environment *const gMimeDatabase = testing::AddGlobalTestEnvironment(new MimeDatabase);
 
 HdrBuf parse(const std::vector<const char *> &lines) {
     HdrBuf header;
@@ -266,11 +283,18 @@ TEST(HdrBuf, Attachments) {
         EXPECT_EQ(mimeType, c.mimeType) << c.lines[0];
         EXPECT_EQ(type, c.type) << c.lines[0];
     }
-    std::string mimeType;
-    HdrBuf::FilenameToMIME("Photo.JPG", mimeType);
-    EXPECT_EQ(mimeType, "image/jpeg");
-    HdrBuf::FilenameToMIME("README", mimeType);
-    EXPECT_EQ(mimeType, "");
+    const std::pair<const char *, const char *> guesses[] = {
+        {"Photo.JPG", "image/jpeg"},
+        {"README", ""},
+        {"main.c", "text/x-csrc"},
+        {"MAIN.C", "text/x-c++src"},
+        {"a.b/x.TAR.gz", "application/x-compressed-tar"},
+    };
+    for (const auto &[name, mimeType] : guesses) {
+        std::string guess = "stale";
+        HdrBuf::FilenameToMIME(name, guess);
+        EXPECT_EQ(guess, mimeType) << name;
+    }
 }
 
 TEST(HdrBuf, MessageIdFallbackAndCharsetKeptAcrossClear) {
