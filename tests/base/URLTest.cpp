@@ -1,9 +1,12 @@
 // URL recognition in message text: kinds, boundaries, delimiters, wrapped lines, launch text.
 #include "base/URL.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
+
+#include "app/BEMIME.h"
 
 namespace {
 
@@ -142,6 +145,13 @@ TEST(URL, KeepGoingStopsTheScan) {
         scan.text, collect, &scan, [](void *data) { return ++*static_cast<int *>(data) < 3; },
         &asked);
     EXPECT_EQ(scan.found.size(), 3u);
+}
+
+TEST(URL, MimeInstallRegistersEveryKind) {
+    ASSERT_TRUE(URL::mimeInstall());
+    for (const URL::INFO *kind = URL::info; kind->type != URL::TypeNone; kind++)
+        EXPECT_TRUE(std::filesystem::is_regular_file(BEMIME::packagePath(kind->mimeType)))
+            << kind->mimeType;
 }
 
 } // namespace
