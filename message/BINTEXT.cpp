@@ -1,6 +1,7 @@
 // Base64 and uuencode codecs and the uuencode line recognisers.
 #include "message/BINTEXT.h"
 
+#include <cstdint>
 #include <cstring>
 
 #include "base/STR.h"
@@ -84,16 +85,12 @@ uint8_t BINTEXT::base64DecodeChar(char c) {
     return kInvalid;
 }
 
-size_t BINTEXT::base64Decode(const char *input, char *output, size_t size, bool binary) {
-    if (size > 0)
-        output[0] = '\0';
-    // Room for one group of three and the terminator past the guard mark.
-    if (input == nullptr || size <= kGuard)
-        return 0;
+size_t BINTEXT::_decode(const char *text, uint8_t (*valueOf)(char), char *output, size_t size,
+                        bool binary, size_t stop) {
     size_t count = 0;
     uint32_t word = 0; // top 8 bits: values collected; low 24 bits: the group
-    for (const char *p = input; *p != '\0' && count <= size - kGuard; p++) {
-        uint8_t value = base64DecodeChar(*p);
+    for (const char *p = text; *p != '\0' && count <= size - kGuard; p++) {
+        uint8_t value = valueOf(*p);
         if (value == kInvalid)
             continue;
         uint32_t have = word >> 24;
@@ -102,6 +99,8 @@ size_t BINTEXT::base64Decode(const char *input, char *output, size_t size, bool 
         if (have + 1 == 4) {
             count = _emit(output, count, word & 0xFFFFFF, 3, binary);
             word = 0;
+            if (count >= stop)
+                break;
         }
     }
     uint32_t have = word >> 24;
@@ -110,6 +109,15 @@ size_t BINTEXT::base64Decode(const char *input, char *output, size_t size, bool 
     if (!binary)
         output[count] = '\0';
     return count;
+}
+
+size_t BINTEXT::base64Decode(const char *input, char *output, size_t size, bool binary) {
+    if (size > 0)
+        output[0] = '\0';
+    // Room for one group of three and the terminator past the guard mark.
+    if (input == nullptr || size <= kGuard)
+        return 0;
+    return _decode(input, base64DecodeChar, output, size, binary, SIZE_MAX);
 }
 
 uint8_t BINTEXT::uuDecodeChar(char c) {
@@ -128,28 +136,7 @@ size_t BINTEXT::uuDecode(const char *line, char *output, size_t size, bool binar
     uint8_t declared = uuDecodeChar(line[0]);
     if (declared == kInvalid || declared == 0)
         return 0;
-    size_t count = 0;
-    uint32_t word = 0;
-    for (const char *p = line + 1; *p != '\0' && count <= size - kGuard; p++) {
-        uint8_t value = uuDecodeChar(*p);
-        if (value == kInvalid)
-            continue;
-        uint32_t have = word >> 24;
-        word = ((have + 1) << 24) | (word & 0xFFFFFF) |
-               (static_cast<uint32_t>(value) << (18 - 6 * have));
-        if (have + 1 == 4) {
-            count = _emit(output, count, word & 0xFFFFFF, 3, binary);
-            word = 0;
-            if (count >= declared)
-                break;
-        }
-    }
-    uint32_t have = word >> 24;
-    if (have >= 2 && count <= size - kGuard)
-        count = _emit(output, count, word & 0xFFFFFF, static_cast<int>(have) - 1, binary);
-    if (!binary)
-        output[count] = '\0';
-    return count;
+    return _decode(line + 1, uuDecodeChar, output, size, binary, declared);
 }
 
 bool BINTEXT::uuLineStart(std::string_view line, std::string *fileName) {

@@ -41,4 +41,9 @@ public:
 
 private:
     static size_t _emit(char *output, size_t count, uint32_t group, int bytes, bool binary);
+    // Both decoders: values four at a time into three bytes, what valueOf calls kInvalid
+    // skipped, a trailing group of two or three values giving one or two bytes. Stops once
+    // the output has passed the guard mark, or after a group that brings it to `stop`.
+    static size_t _decode(const char *text, uint8_t (*valueOf)(char), char *output, size_t size,
+                          bool binary, size_t stop);
 };
