@@ -411,6 +411,33 @@ TEST(HdrBuf, WriteAndReadBack) {
     }
 }
 
+// The Date of a posting is local time with that moment's zone, the day not zero-padded.
+TEST(HdrBuf, WriteDateInLocalTime) {
+    const std::pair<const char *, const char *> zones[] = {
+        {"PST8PDT,M4.1.0,M10.5.0", "Tue, 3 Oct 2000 14:05:09 -0700"},
+        {"UTC0", "Tue, 3 Oct 2000 21:05:09 GMT"},
+    };
+    const char *oldZone = std::getenv("TZ");
+    const std::string savedZone = oldZone != nullptr ? oldZone : "";
+    TIMEBASE::CLOCK clock;
+    clock.wall = [] { return int64_t{970607109} * TIMEBASE::kSecond; };
+    TIMEBASE::clockSet(&clock);
+    HdrBuf::SendInfo info;
+    info.newsgroups = "alt.test";
+    for (const auto &[zone, date] : zones) {
+        setenv("TZ", zone, 1);
+        tzset();
+        Written written = writeHeader(info, "dated");
+        EXPECT_EQ(fieldOf(written.lines, "Date"), date) << zone;
+    }
+    if (oldZone != nullptr)
+        setenv("TZ", savedZone.c_str(), 1);
+    else
+        unsetenv("TZ");
+    tzset();
+    TIMEBASE::clockSet(nullptr);
+}
+
 TEST(HdrBuf, WriteFoldsLongFields) {
     HdrBuf::SendInfo info;
     info.charset = IMsg::CharsetUSASCII;
