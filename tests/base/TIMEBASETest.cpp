@@ -138,23 +138,31 @@ TEST(TIMEBASEConvert, BreakDownFormatAndBack) {
     EXPECT_EQ(usecs, 0);
 }
 
-TEST(TIMEBASEConvert, LocalTimeRoundTripsThroughTheAutumnHour) {
+TEST(TIMEBASEConvert, LocalTimeRoundTripsThroughTheChangeHours) {
     ZONE zone(kPacific);
     BETIME time;
     ASSERT_TRUE(TIMEBASE::convert(&time, kOct3, false));
     EXPECT_EQ(time.hour, 7);
     EXPECT_TRUE(time.daylight);
     EXPECT_EQ(time.gmtOffset, -7 * 3600 * kSec);
-    // 2000-11-05 from 06:00 to 12:00 UTC: 01:00-02:00 local happens twice.
-    for (int64_t t = 973404000; t <= 973425600; t += 900) {
-        ASSERT_TRUE(TIMEBASE::convert(&time, t * kSec + 3, false));
-        int64_t back = 0;
-        ASSERT_TRUE(TIMEBASE::convert(&back, &time, false));
-        EXPECT_EQ(back, t * kSec + 3) << time.hour << ":" << int(time.minute);
-        ASSERT_TRUE(TIMEBASE::convert(&time, t * kSec, true));
-        ASSERT_TRUE(TIMEBASE::convert(&back, &time, true));
-        EXPECT_EQ(back, t * kSec);
-    }
+    // A time typed in as text carries no daylight flag; summer time still applies to it.
+    int64_t typed = 0;
+    ASSERT_TRUE(TIMEBASE::convert(&time, "2000/10/03 07:05:09"));
+    ASSERT_TRUE(TIMEBASE::convert(&typed, &time, false));
+    EXPECT_EQ(typed, kOct3);
+    // 2000-03-12 08:00 to 12:00 UTC (02:00-03:00 local never happens) and 2000-11-05 06:00
+    // to 12:00 UTC (01:00-02:00 local happens twice).
+    const int64_t days[][2] = {{952848000, 952862400}, {973404000, 973425600}};
+    for (const auto &day : days)
+        for (int64_t t = day[0]; t <= day[1]; t += 900) {
+            ASSERT_TRUE(TIMEBASE::convert(&time, t * kSec + 3, false));
+            int64_t back = 0;
+            ASSERT_TRUE(TIMEBASE::convert(&back, &time, false));
+            EXPECT_EQ(back, t * kSec + 3) << time.hour << ":" << int(time.minute);
+            ASSERT_TRUE(TIMEBASE::convert(&time, t * kSec, true));
+            ASSERT_TRUE(TIMEBASE::convert(&back, &time, true));
+            EXPECT_EQ(back, t * kSec);
+        }
 }
 
 TEST(TIMEBASEConvert, StructTmFieldCopies) {
