@@ -15,8 +15,6 @@
 BARN barn;
 
 namespace {
-using PATH = char[BARNINFO::kPathSize];
-
 bool numberLess(const BARN::NODE *node, int64_t number) {
     return node->number < number;
 }

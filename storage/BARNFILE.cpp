@@ -25,6 +25,37 @@ bool rootCreate() {
 }
 } // namespace
 
+std::vector<std::string> BARNFILE::entries(const char *path, DISKFILE::ENTRYTYPE type,
+                                           bool recurse) {
+    struct FOUND {
+        DISKFILE::ENTRYTYPE type;
+        std::vector<std::string> paths;
+    } found{type, {}};
+    DISKFILE file;
+    if (recurse) {
+        file.dirIterate(
+            path, true,
+            [](void *data, bool *, int32_t, const DISKFILE::ENTRY &entry) {
+                auto *found = static_cast<FOUND *>(data);
+                if (entry.type == found->type)
+                    found->paths.emplace_back(entry.path);
+                return true;
+            },
+            &found);
+    } else {
+        file.dirIterate(
+            path,
+            [](void *data, const DISKFILE::ENTRY &entry) {
+                auto *found = static_cast<FOUND *>(data);
+                if (entry.type == found->type)
+                    found->paths.emplace_back(entry.path);
+                return true;
+            },
+            &found);
+    }
+    return found.paths;
+}
+
 void BARNFILE::alert(const char *what, const char *path, DISKFILE::ERROR error) {
     ALERT::showf("%s.\n\nPath: %s\nProblem: %s\n", what, path, DISKFILE::errorStr(error));
 }

@@ -49,6 +49,11 @@ public:
     // alert on any failure or for an empty link.
     static bool bookmarkCreate(const char *url, DISKFILE::ENTRY *ref);
 
+    // Paths of the entries of one type in a directory (and, with recurse, below it), in the
+    // order the directory lists them, collected before the caller touches any of them.
+    static std::vector<std::string> entries(const char *path, DISKFILE::ENTRYTYPE type,
+                                            bool recurse = false);
+
     // "<what>.\n\nPath: <path>\nProblem: <error text>\n"
     static void alert(const char *what, const char *path, DISKFILE::ERROR error);
 };

@@ -7,24 +7,10 @@
 #include "base/DISKFILE.h"
 #include "base/THREAD.h"
 #include "storage/BARN.h"
+#include "storage/BARNFILE.h"
 
 namespace {
 constexpr const char *kThreadName = "FolderFind";
-
-// The subdirectories of a directory, in the order the directory lists them.
-std::vector<std::string> subdirectories(const char *path) {
-    std::vector<std::string> found;
-    DISKFILE file;
-    file.dirIterate(
-        path,
-        [](void *data, const DISKFILE::ENTRY &entry) {
-            if (entry.type == DISKFILE::kEntryDirectory)
-                static_cast<std::vector<std::string> *>(data)->emplace_back(entry.path);
-            return true;
-        },
-        &found);
-    return found;
-}
 } // namespace
 
 bool BARN::iterateFolders(NODEFUNC node, DONEFUNC done) {
@@ -86,7 +72,7 @@ bool BARN::_loadAdd(uint64_t generation, NODE *node, int64_t parent) {
 }
 
 bool BARN::_loadFolders(uint64_t generation, const char *path, int64_t parent, int depth) {
-    for (const std::string &folder : subdirectories(path)) {
+    for (const std::string &folder : BARNFILE::entries(path, DISKFILE::kEntryDirectory)) {
         if (!THREAD::running())
             return false;
         auto *node = new NODE;
@@ -108,7 +94,7 @@ void BARN::_load(uint64_t generation) {
     char path[BARNINFO::kPathSize];
     BARNINFO::pathServers(path, sizeof(path));
     bool going = true;
-    for (const std::string &server : subdirectories(path)) {
+    for (const std::string &server : BARNFILE::entries(path, DISKFILE::kEntryDirectory)) {
         auto *node = new NODE;
         if (!_listNodeRead(node, server.c_str(), NODETYPE::Server, FIXEDFOLDER::User,
                            SORTCLASS::Server)) {
@@ -120,7 +106,8 @@ void BARN::_load(uint64_t generation) {
             going = false;
             break;
         }
-        for (const std::string &group : subdirectories(server.c_str())) {
+        for (const std::string &group :
+             BARNFILE::entries(server.c_str(), DISKFILE::kEntryDirectory)) {
             auto *child = new NODE;
             if (!_listNodeRead(child, group.c_str(), NODETYPE::Newsgroup, FIXEDFOLDER::User,
                                SORTCLASS::Newsgroup)) {

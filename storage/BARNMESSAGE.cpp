@@ -28,20 +28,6 @@ void tempPath(char *path, unsigned long size) {
     BARNINFO::pathAppend(path, size, leaf);
 }
 
-// Paths of the regular files directly in a directory.
-std::vector<std::string> regularFiles(const char *path) {
-    std::vector<std::string> found;
-    DISKFILE file;
-    file.dirIterate(
-        path,
-        [](void *data, const DISKFILE::ENTRY &entry) {
-            if (entry.type == DISKFILE::kEntryFile)
-                static_cast<std::vector<std::string> *>(data)->emplace_back(entry.path);
-            return true;
-        },
-        &found);
-    return found;
-}
 } // namespace
 
 bool BARN::messageCreate(TEXTFILE *file) {
@@ -142,7 +128,7 @@ unsigned long BARN::serverUploadCount(long long server) {
         !folderFixedNode(FIXEDFOLDER::Outbox, &outbox) || !nodeRead(&node, outbox))
         return 0;
     unsigned long count = 0;
-    for (const std::string &file : regularFiles(node.path)) {
+    for (const std::string &file : BARNFILE::entries(node.path, DISKFILE::kEntryFile)) {
         VMSG::DATA data;
         if (VMSG::fileData(&data, file.c_str()) && data.postServer == server)
             ++count;
@@ -155,7 +141,7 @@ bool BARN::nodeUpdate(long long number) {
     if (!nodeRead(&node, number) || !node.holdsMessages)
         return false;
     unsigned long unread = 0;
-    for (const std::string &file : regularFiles(node.path)) {
+    for (const std::string &file : BARNFILE::entries(node.path, DISKFILE::kEntryFile)) {
         bool read = true;
         if (VMSG::fileIsRead(file.c_str(), &read) && !read)
             ++unread;

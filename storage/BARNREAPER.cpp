@@ -12,6 +12,7 @@
 #include "message/VMSG.h"
 #include "reader/KILLFILE.h"
 #include "storage/BARN.h"
+#include "storage/BARNFILE.h"
 #include "storage/BARNTHREAD.h"
 
 namespace {
@@ -22,32 +23,6 @@ constexpr int64_t kStepMin = 1'000;
 
 void nap(int64_t usecs) {
     std::this_thread::sleep_for(std::chrono::microseconds(usecs));
-}
-
-// Regular files below path (recursively when asked), collected before any is touched.
-std::vector<std::string> regularFiles(const char *path, bool recurse) {
-    std::vector<std::string> found;
-    DISKFILE file;
-    if (recurse) {
-        file.dirIterate(
-            path, true,
-            [](void *data, bool *, int32_t, const DISKFILE::ENTRY &entry) {
-                if (entry.type == DISKFILE::kEntryFile)
-                    static_cast<std::vector<std::string> *>(data)->emplace_back(entry.path);
-                return true;
-            },
-            &found);
-    } else {
-        file.dirIterate(
-            path,
-            [](void *data, const DISKFILE::ENTRY &entry) {
-                if (entry.type == DISKFILE::kEntryFile)
-                    static_cast<std::vector<std::string> *>(data)->emplace_back(entry.path);
-                return true;
-            },
-            &found);
-    }
-    return found;
 }
 
 bool creationTime(const char *path, int64_t *time) {
@@ -116,7 +91,7 @@ bool BARNTHREAD::_scratchClear() {
     char path[BARNINFO::kPathSize];
     BARNINFO::pathTemp(path, sizeof(path));
     TIMING timing = timingGet();
-    for (const std::string &file : regularFiles(path, true)) {
+    for (const std::string &file : BARNFILE::entries(path, DISKFILE::kEntryFile, true)) {
         if (!THREAD::running())
             return false;
         int64_t created = 0;
@@ -153,7 +128,7 @@ bool BARNTHREAD::_expire() {
 
 bool BARNTHREAD::_expireGroup(int64_t group, const char *path) {
     TIMING timing = timingGet();
-    for (const std::string &file : regularFiles(path, false)) {
+    for (const std::string &file : BARNFILE::entries(path, DISKFILE::kEntryFile)) {
         if (!THREAD::running())
             return false;
         VMSG::DATA data;

@@ -148,17 +148,7 @@ void BARNTHREAD::_apply(const ITEM &item) {
         _fileApply(item, node.number, path);
         return;
     }
-    std::vector<std::string> files;
-    DISKFILE walk;
-    walk.dirIterate(
-        node.path,
-        [](void *data, const DISKFILE::ENTRY &entry) {
-            if (entry.type == DISKFILE::kEntryFile)
-                static_cast<std::vector<std::string> *>(data)->emplace_back(entry.path);
-            return true;
-        },
-        &files);
-    for (const std::string &file : files) {
+    for (const std::string &file : BARNFILE::entries(node.path, DISKFILE::kEntryFile)) {
         if (!THREAD::running())
             return;
         _fileApply(item, node.number, file.c_str());
