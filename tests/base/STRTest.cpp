@@ -177,6 +177,10 @@ TEST_P(STRFilenameFixup, MakesASafeLeaf) {
     EXPECT_STREQ(name, c.fixed ? c.fixed : "");
     if (ok) {
         EXPECT_TRUE(STR::isLeaf(name));
+        // The decoder takes "unchanged by a second fixup" as the proof that a name is safe.
+        std::string once = name;
+        EXPECT_TRUE(STR::filenameFixup(name, sizeof name));
+        EXPECT_EQ(once, name);
     }
 }
 
@@ -229,6 +233,9 @@ TEST(STRGarbage, RandomBytesGiveSafeNamesOrFail) {
         std::vector<char> name(bytes);
         if (STR::filenameFixup(name.data(), name.size())) {
             EXPECT_TRUE(STR::isLeaf(name.data()));
+            std::vector<char> again(name);
+            EXPECT_TRUE(STR::filenameFixup(again.data(), again.size()));
+            EXPECT_STREQ(again.data(), name.data());
         } else {
             EXPECT_EQ(name[0], 0);
         }
