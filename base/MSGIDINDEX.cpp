@@ -52,19 +52,20 @@ std::string absolute(const char *path) {
             given = std::string(cwd) + "/" + given;
     }
     std::string result;
+    result.reserve(given.size());
     for (size_t at = 0; at < given.size();) {
         size_t end = given.find('/', at);
         if (end == std::string::npos)
             end = given.size();
         std::string_view part(given.data() + at, end - at);
         if (!part.empty() && part != ".") {
-            result += '/';
-            result += part;
+            result.push_back('/');
+            result.append(part);
         }
         at = end + 1;
     }
     if (result.empty() && !given.empty() && given[0] == '/')
-        result = "/";
+        result.push_back('/');
     return result;
 }
 
