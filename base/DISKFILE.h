@@ -242,12 +242,16 @@ public:
     // True when the volume is writable and takes a user attribute (probed in the directory).
     ERROR dirIsBFS(const char *path, bool *answer);
     // Writes eight known bytes into a scratch file in path, reads them back and compares
-    // (kReadFailed on any difference); the scratch file is always erased.
+    // (kReadFailed on any difference); the scratch file is always erased. kPathInvalid when
+    // the scratch file's path would be cut (it would name another file).
     ERROR dirAccess(const char *path);
+    // Walks and obliteration pass over entries whose paths would be longer than kPathMax:
+    // cut, such a path names the folder itself or another entry.
     ERROR dirIterate(const char *path, bool recurse, ITERATEFUNC callback, void *data);
     // The flat walk over raw entries, "." and ".." skipped.
     ERROR dirIterate(const char *path, ENTRYFUNC callback, void *data);
-    // Deletes the directory and everything in it.
+    // Deletes the directory and everything in it (kDirNotEmpty when an entry too long to
+    // name stays).
     ERROR dirObliterate(const char *path);
     // Node monitoring (see NODEMONITOR for the messages and flags). The looper receives
     // messages until dirMonitorStop returns; posts happen on the monitor's own thread.
