@@ -262,7 +262,7 @@ bool STR::plain(const char *text) {
         return false;
     for (const char *at = text; *at; at++) {
         unsigned char c = uint8_t(*at);
-        if ((isControl(c) && c != '\t') || c == '<' || c == '>')
+        if (isControl(c) || c == '<' || c == '>')
             return false;
     }
     return true;

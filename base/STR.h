@@ -84,7 +84,7 @@ public:
     // kLeafMax bytes, only isLeafChar characters, not "." or "..", no leading dot.
     static bool isLeaf(const char *name);
     static bool isLeaf(std::string_view name);
-    // Plain text for a header value: no control characters (tab allowed) and no markup
+    // Plain text for a header value: no control characters (a tab included) and no markup
     // ('<' or '>').
     static bool plain(const char *text);
 

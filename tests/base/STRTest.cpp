@@ -126,7 +126,8 @@ TEST(STRChecks, DigitsPlainAndLeaf) {
     EXPECT_FALSE(STR::digits(std::string(STR::kDigitsMax + 1, '9')));
     EXPECT_FALSE(STR::digits(static_cast<const char *>(nullptr)));
 
-    EXPECT_TRUE(STR::plain("ACME Widgets, Inc.\t(R&D)"));
+    EXPECT_TRUE(STR::plain("ACME Widgets, Inc. (R&D)"));
+    EXPECT_FALSE(STR::plain("ACME\tWidgets"));
     EXPECT_FALSE(STR::plain("<b>bold</b>"));
     EXPECT_FALSE(STR::plain("line\nbreak"));
 
