@@ -88,9 +88,7 @@ TEST(BINTEXT, UudecodeLines) {
         {",2&5L;&\\L('=O<FQD", "Hello, world"},
         {"`", ""},
         {"", ""},
-        {"\x7f"
-         "abc",
-         ""},
+        {"\x7f!abc", ""},
         // The last group is written whole: 10 declared bytes, 16 characters, 12 bytes.
         {"*2&5L;&\\L('=O<FQD", "Hello, world"},
         {"#0V%T~~~", "Cat"},
@@ -137,9 +135,7 @@ TEST(BINTEXT, LineRecognisers) {
         const char *line;
         bool data;
     } data[] = {
-        {"M"
-         "ABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCD",
-         true},
+        {"MABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCD", true},
         {"> MABCD", false},
         {" ABC", false},
         {"&amp;", false},

@@ -63,22 +63,13 @@ const ConvertCase kConvertCases[] = {
     {"latin2", IMsg::CharsetISO2, "Za\xBF\xF3\xB3\xE6", IMsg::CharsetUTF8, "Zażółć", true},
     {"mac_roman", IMsg::CharsetMacRoman, "\x8E", IMsg::CharsetUTF8, "é", true},
     {"euro_to_1252", IMsg::CharsetUTF8, "€", IMsg::CharsetWindows1252, "\x80", true},
-    {"euro_not_in_latin1", IMsg::CharsetUTF8, "a€b", IMsg::CharsetISO1,
-     "a\x1A"
-     "b",
-     true},
+    {"euro_not_in_latin1", IMsg::CharsetUTF8, "a€é", IMsg::CharsetISO1, "a\x1A\xE9", true},
     {"undefined_1252_byte", IMsg::CharsetWindows1252, "a\x81", IMsg::CharsetUTF8, "a\x1A", true},
     {"broken_utf8", IMsg::CharsetUTF8, "a\xFF\xC3", IMsg::CharsetISO1, "a\x1A\x1A", true},
     {"overlong_utf8", IMsg::CharsetUTF8, "\xC0\xAF", IMsg::CharsetISO1, "\x1A\x1A", true},
     {"ascii_reads_as_latin1", IMsg::CharsetUSASCII, "\xE9", IMsg::CharsetUTF8, "é", true},
     {"ascii_to_ascii_folds", IMsg::CharsetUSASCII, "a\x81", IMsg::CharsetUSASCII, "a ", true},
-    {"utf8_copied", IMsg::CharsetUTF8,
-     "\xFF"
-     "x",
-     IMsg::CharsetUTF8,
-     "\xFF"
-     "x",
-     true},
+    {"utf8_copied", IMsg::CharsetUTF8, "x\xFF", IMsg::CharsetUTF8, "x\xFF", true},
     {"no_charset", IMsg::CharsetNone, "x", IMsg::CharsetUTF8, "", false},
 };
 
@@ -91,33 +82,28 @@ TEST(IMsgCharset, StateCarriesSplitCharacter) {
     EXPECT_TRUE(IMsg::CharsetConvert(IMsg::CharsetUTF8, "a\xD0", IMsg::CharsetKOI8R, out, &state));
     EXPECT_EQ(out, "a");
     EXPECT_NE(state, 0);
-    EXPECT_TRUE(IMsg::CharsetConvert(IMsg::CharsetUTF8,
-                                     "\x9F"
-                                     "b",
-                                     IMsg::CharsetKOI8R, out, &state));
-    EXPECT_EQ(out, "\xF0"
-                   "b"); // U+041F
+    EXPECT_TRUE(IMsg::CharsetConvert(IMsg::CharsetUTF8, "\x9F!", IMsg::CharsetKOI8R, out, &state));
+    EXPECT_EQ(out, "\xF0!"); // U+041F
     EXPECT_EQ(state, 0);
 }
 
+// Every byte an 8-bit set defines comes back from UTF-8 as itself; each defines most bytes.
 TEST(IMsgCharset, EveryByteOfEverySetRoundTrips) {
     for (const STR::INDEX *row = IMsg::indexCharset; row->text != nullptr; row++) {
         auto charset = static_cast<IMsg::Charset>(row->value);
         if (charset == IMsg::CharsetUTF8 || charset == IMsg::CharsetUSASCII)
             continue;
-        SCOPED_TRACE(row->text);
-        std::string bytes;
-        for (int i = 32; i < 256; i++)
-            bytes += static_cast<char>(i);
-        std::string utf8, back;
-        ASSERT_TRUE(IMsg::CharsetConvert(charset, bytes, IMsg::CharsetUTF8, utf8));
-        ASSERT_TRUE(IMsg::CharsetConvert(IMsg::CharsetUTF8, utf8, charset, back));
-        ASSERT_EQ(back.size(), bytes.size());
-        for (size_t i = 0; i < bytes.size(); i++) {
-            if (back[i] != IMsg::kSubstitute) {
-                EXPECT_EQ(back[i], bytes[i]) << "byte " << i + 32;
-            }
+        size_t defined = 0;
+        for (int byte = 32; byte < 256; byte++) {
+            std::string bytes(1, static_cast<char>(byte)), utf8, back;
+            ASSERT_TRUE(IMsg::CharsetConvert(charset, bytes, IMsg::CharsetUTF8, utf8));
+            if (utf8 == std::string(1, IMsg::kSubstitute))
+                continue;
+            defined++;
+            ASSERT_TRUE(IMsg::CharsetConvert(IMsg::CharsetUTF8, utf8, charset, back));
+            EXPECT_EQ(back, bytes) << row->text << " byte " << byte;
         }
+        EXPECT_GE(defined, 170u) << row->text;
     }
 }
 
@@ -231,29 +217,20 @@ TEST(IMsgEmail, FindInText) {
 }
 
 TEST(IMsgDelim, Pairs) {
-    EXPECT_TRUE(IMsg::DelimLeft('('));
-    EXPECT_FALSE(IMsg::DelimLeft(')'));
-    EXPECT_TRUE(IMsg::DelimRight('}'));
-    EXPECT_FALSE(IMsg::DelimRight('\0'));
-    EXPECT_EQ(IMsg::DelimMatchLeft('>'), '<');
-    EXPECT_EQ(IMsg::DelimMatchRight('['), ']');
-    EXPECT_EQ(IMsg::DelimMatchRight('"'), '"');
-    EXPECT_TRUE(IMsg::DelimPair('\'', '\''));
-    EXPECT_FALSE(IMsg::DelimPair('(', ']'));
+    EXPECT_TRUE(IMsg::DelimPair('\'', '\'') && IMsg::DelimPair('{', '}'));
+    EXPECT_FALSE(IMsg::DelimPair('(', ']') || IMsg::DelimRight('\0') || IMsg::DelimLeft(')'));
     EXPECT_EQ(IMsg::DelimFindLeft("a (b (c) d)", 10), 2u);
     EXPECT_EQ(IMsg::DelimFindLeft("a b)", 3), std::string_view::npos);
     EXPECT_EQ(IMsg::DelimFindLeft("\"x\" \"y\"", 6), 4u);
     EXPECT_EQ(IMsg::DelimFindRight("(a (b) c) d"), 8u);
     EXPECT_EQ(IMsg::DelimFindRight("(a"), std::string_view::npos);
-    std::string text = "  <a@b>  ";
-    EXPECT_TRUE(IMsg::DelimRemove(text));
-    EXPECT_EQ(text, "a@b");
-    text = " \" Jo \" ";
-    EXPECT_TRUE(IMsg::DelimRemove(text));
-    EXPECT_EQ(text, "Jo");
-    text = "(a]";
-    EXPECT_FALSE(IMsg::DelimRemove(text));
-    EXPECT_EQ(text, "(a]");
+    const std::pair<const char *, const char *> removals[] = {
+        {"  <a@b>  ", "a@b"}, {" \" Jo \" ", "Jo"}, {"(a]", "(a]"}};
+    for (const auto &[before, after] : removals) {
+        std::string text = before;
+        EXPECT_EQ(IMsg::DelimRemove(text), text != STR::trim(before)) << before;
+        EXPECT_EQ(text, after);
+    }
 }
 
 TEST(IMsgNews, GroupNames) {
@@ -276,9 +253,7 @@ TEST(IMsgNews, GroupNames) {
         {"fr.comp_os", true},
         {std::string(72, 'a'), true},
         {std::string(73, 'a'), false},
-        {"a\xE9"
-         "b",
-         false},
+        {"a\xE9z", false},
     };
     for (const auto &c : cases)
         EXPECT_EQ(IMsg::NewsCheck(c.name), c.valid) << c.name;
