@@ -13,6 +13,8 @@
 #include "base/CONSOLE.h"
 #include "base/THREAD.h"
 #include "message/VMSG.h"
+#include "reader/KILLFILE.h"
+#include "storage/BARN.h"
 
 const char *const appName = "Vellowick News";
 bool appStarted = false;
@@ -26,6 +28,8 @@ const BEAPP::STEP BEAPP::kSteps[] = {
     {"threads", &BEAPP::_threadStart, &BEAPP::_threadStop},
     {"file types", &BEAPP::_typesInstall, nullptr},
     {"settings", &BEAPP::initStart, &BEAPP::initStop},
+    {"storage", &BEAPP::_storageStart, &BEAPP::_storageStop},
+    {"killfile", &BEAPP::_killfileStart, &BEAPP::_killfileStop},
     {"main window", &BEAPP::_windowCreate, nullptr},
     {"running", &BEAPP::_running, &BEAPP::_holdAndStopWorkers},
 };
@@ -136,6 +140,24 @@ bool BEAPP::_typesInstall() {
     VMSG::mimeInstall();
     BEMIME::linkInstall();
     return true;
+}
+
+// Checks the data directory, adds the fixed folders and starts the storage worker; an
+// unusable data directory has been reported by then.
+bool BEAPP::_storageStart() {
+    return barn.start();
+}
+
+void BEAPP::_storageStop() {
+    barn.stop();
+}
+
+bool BEAPP::_killfileStart() {
+    return KILLFILE::Start();
+}
+
+void BEAPP::_killfileStop() {
+    KILLFILE::Stop();
 }
 
 bool BEAPP::_windowCreate() {

@@ -53,6 +53,10 @@ private:
     bool _threadStart();
     void _threadStop();
     bool _typesInstall();
+    bool _storageStart();
+    void _storageStop();
+    bool _killfileStart();
+    void _killfileStop();
     bool _windowCreate();
     bool _running();
     void _holdAndStopWorkers();
