@@ -370,11 +370,19 @@ DISKFILE::ERROR DISKFILE::creationTimeGet(int64_t *time) {
     if (fFd < 0)
         return kNotOpen;
     struct statx info {};
-    if (statx(fFd, "", AT_EMPTY_PATH, STATX_BTIME | STATX_MTIME, &info) != 0)
+    if (statx(fFd, "", AT_EMPTY_PATH, STATX_BTIME | STATX_MTIME, &info) == 0) {
+        int64_t seconds =
+            (info.stx_mask & STATX_BTIME) != 0 ? info.stx_btime.tv_sec : info.stx_mtime.tv_sec;
+        *time = seconds * 1'000'000;
+        return kSuccess;
+    }
+    // Some sandboxes refuse statx itself; the modification time is still there.
+    if (errno != ENOSYS && errno != EPERM)
         return errorGet(errno, kReadFailed);
-    int64_t seconds =
-        (info.stx_mask & STATX_BTIME) != 0 ? info.stx_btime.tv_sec : info.stx_mtime.tv_sec;
-    *time = seconds * 1'000'000;
+    struct stat plain {};
+    if (ERROR error = _fstat(&plain, kReadFailed); error != kSuccess)
+        return error;
+    *time = int64_t(plain.st_mtime) * 1'000'000;
     return kSuccess;
 }
 
