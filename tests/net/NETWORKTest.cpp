@@ -394,23 +394,10 @@ TEST_F(NetworkConnection, SendReachesThePeer) {
     EXPECT_EQ(server.error(), "");
 }
 
-// A port with nothing listening: bound, then released.
-uint16_t closedPort() {
-    int probe = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(kLoopback);
-    socklen_t length = sizeof address;
-    bind(probe, reinterpret_cast<sockaddr *>(&address), length);
-    getsockname(probe, reinterpret_cast<sockaddr *>(&address), &length);
-    close(probe);
-    return ntohs(address.sin_port);
-}
-
 TEST_F(NetworkConnection, ConnectRefused) {
     NETWORK::CONNECT *conn = nullptr;
     ASSERT_EQ(NETWORK::open(&conn, 4096, 0, 0, NETWORK::kStream, 0), NETWORK::kOk);
-    NETWORK::ADDR peer{kLoopback, closedPort()};
+    NETWORK::ADDR peer{kLoopback, FAKENNTP::closedPort()};
     EXPECT_EQ(NETWORK::connect(conn, &peer, kLongWait, nullptr), NETWORK::kRefused);
     EXPECT_EQ(conn->connected, 0u);
     NETWORK::close(&conn);

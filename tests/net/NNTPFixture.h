@@ -1,7 +1,6 @@
 // Shared set-up of the session tests: a data directory, the log level, error and cancel hooks.
 #pragma once
 
-#include <arpa/inet.h>
 #include <atomic>
 #include <cstdio>
 #include <gtest/gtest.h>
@@ -10,7 +9,6 @@
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 #include "app/BARNINFO.h"
@@ -19,6 +17,7 @@
 #include "net/NETWORK.h"
 #include "net/NNTP.h"
 #include "storage/BARN.h"
+#include "tests/support/FAKENNTP.h"
 #include "tests/support/TestHome.h"
 
 namespace nntptest {
@@ -47,17 +46,9 @@ inline std::vector<std::string> errors() {
     return out;
 }
 
-// A loopback port with nothing listening: bound, then released.
+// A loopback port with nothing listening.
 inline uint16_t closedPort() {
-    int probe = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(probe, reinterpret_cast<sockaddr *>(&address), length);
-    getsockname(probe, reinterpret_cast<sockaddr *>(&address), &length);
-    close(probe);
-    return ntohs(address.sin_port);
+    return FAKENNTP::closedPort();
 }
 
 inline std::string readFile(const std::string &path) {

@@ -60,7 +60,7 @@ TEST_F(NNTPSession, Greeting400IsRefusedWithoutQuit) {
 }
 
 TEST_F(NNTPSession, RefusedConnectionIsReported) {
-    BARN::NODE node = server(nntptest::closedPort());
+    BARN::NODE node = server(FAKENNTP::closedPort());
     NNTP session(&node, nntptest::recordError, nullptr);
     EXPECT_FALSE(session.connect());
     EXPECT_EQ(errors(), Strings{"Couldn't connect to server Test Server: Connection refused"});

@@ -81,6 +81,18 @@ FAKENNTP::FAKENNTP() {
     fPort = ntohs(address.sin_port);
 }
 
+uint16_t FAKENNTP::closedPort() {
+    int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    bind(probe, reinterpret_cast<sockaddr *>(&address), length);
+    getsockname(probe, reinterpret_cast<sockaddr *>(&address), &length);
+    close(probe);
+    return ntohs(address.sin_port);
+}
+
 FAKENNTP::~FAKENNTP() {
     stop();
     if (fListen >= 0) {

@@ -43,6 +43,9 @@ public:
     // Connections accepted so far.
     int connections() const { return fConnections.load(); }
 
+    // A loopback port with nothing listening on it: bound, then released at once.
+    static uint16_t closedPort();
+
 private:
     void _run(std::vector<std::string> steps);
     bool _accept();

@@ -207,6 +207,10 @@ bool INNSERVER::_attempt() {
         return false;
     }
     fRoot = pattern;
+    fPathHost = "inn-" + fRoot.substr(fRoot.size() - 6) + "." + kDomain;
+    for (char &c : fPathHost) {
+        c = (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c;
+    }
     // The daemons and tools run as "news" (they switch to it when started as root) and must
     // reach and write everything inside.
     chmod(fRoot.c_str(), 0755);
@@ -262,7 +266,7 @@ bool INNSERVER::_attempt() {
 bool INNSERVER::_writeFiles() {
     const std::string &r = fRoot;
     std::string conf =
-        std::string("domain: ") + kDomain + "\n" + "pathhost: " + kPathHost + "\n" +
+        std::string("domain: ") + kDomain + "\n" + "pathhost: " + fPathHost + "\n" +
         "organization: \"Vellowick tests\"\n" + "pathnews: /usr/lib/news\n" + "pathbin: " + kBin +
         "\n" + "pathcontrol: " + kBin + "/control\n" + "pathfilter: " + r + "/filter\n" +
         "pathetc: " + r + "/etc\n" + "pathdb: " + r + "/db\n" + "pathspool: " + r + "/spool\n" +
@@ -438,8 +442,14 @@ bool INNSERVER::_waitGreeting(uint16_t port, pid_t pid, const char *what) {
         std::string greeting;
         if (link.open(port) && link.line(&greeting, 2000)) {
             link.send("QUIT\r\n");
-            if (greeting.rfind("200", 0) == 0 || greeting.rfind("201", 0) == 0) {
+            bool greeted = greeting.rfind("200 ", 0) == 0 || greeting.rfind("201 ", 0) == 0;
+            if (greeted && greeting.find(" " + fPathHost + " ") != std::string::npos) {
                 return true;
+            }
+            if (greeted) {
+                // Another instance's daemon holds the port; ours will give up on it.
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                continue;
             }
             fError = std::string(what) + " greeted with \"" + greeting + "\"";
             return false;
@@ -508,6 +518,7 @@ void INNSERVER::stop() {
         nftw(fRoot.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
         fRoot.clear();
     }
+    fPathHost.clear();
     fRunning = false;
 }
 

@@ -19,7 +19,6 @@ public:
     static constexpr const char *kUser = "reader";
     static constexpr const char *kPassword = "open-sesame";
     static constexpr const char *kDomain = "vellowick.invalid";
-    static constexpr const char *kPathHost = "inn.vellowick.invalid";
     // Groups every instance has from the start.
     static const std::vector<std::string> &groups();
 
@@ -43,6 +42,9 @@ public:
     uint16_t authPort() const { return fAuthPort; }
     uint16_t feedPort() const { return fFeedPort; }
     const std::string &root() const { return fRoot; }
+    // The server's own name, different for every instance: it appears in each greeting,
+    // so a greeting from another test process's server on a reused port is not taken.
+    const std::string &pathHost() const { return fPathHost; }
 
     // Adds a group that takes postings.
     bool groupCreate(const std::string &name, std::string *error);
@@ -67,6 +69,7 @@ private:
     bool fRunning = false;
     std::string fError;
     std::string fRoot;
+    std::string fPathHost;
     uint16_t fReaderPort = 0;
     uint16_t fAuthPort = 0;
     uint16_t fFeedPort = 0;
