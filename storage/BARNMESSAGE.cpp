@@ -19,20 +19,11 @@ using PATH = char[BARNINFO::kPathSize];
 // files (sent messages) take the upward one.
 constexpr int32_t kDownloadNumbers = VMSG::kNumberDown;
 constexpr int32_t kLocalNumbers = VMSG::kNumberUp;
-
-// The temporary message file: the file name of number 0 in the "news" directory.
-void tempPath(char *path, unsigned long size) {
-    char leaf[BARNINFO::kPathSize];
-    VMSG::filename(leaf, 0, sizeof(leaf));
-    BARNINFO::pathStorage(path, size);
-    BARNINFO::pathAppend(path, size, leaf);
-}
-
 } // namespace
 
 bool BARN::messageCreate(TEXTFILE *file) {
     PATH path;
-    tempPath(path, sizeof(path));
+    BARNINFO::pathMessageTemp(path, sizeof(path));
     DISKFILE::ERROR error = VMSG::fileCreate(file, path, 0);
     if (error != DISKFILE::kSuccess) {
         BARNFILE::alert("Couldn't create message file", path, error);
@@ -43,7 +34,7 @@ bool BARN::messageCreate(TEXTFILE *file) {
 
 bool BARN::messageMove(long long number, bool read) {
     PATH from, to;
-    tempPath(from, sizeof(from));
+    BARNINFO::pathMessageTemp(from, sizeof(from));
     NODE copy;
     bool notify = false;
     {
