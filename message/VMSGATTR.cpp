@@ -15,8 +15,9 @@ namespace {
 
 // When the file system has no room for a message's whole texts (ext4 gives a file about
 // 4 KiB of attributes in all), they are written again at the next of these levels until
-// they fit. Subject and newsgroups are cut last; the Message-ID is never cut, and the
-// References keep their first and last IDs whatever the level.
+// they fit. The other texts are cut first, so that subject and newsgroups are kept longest;
+// the Message-ID (at most 255 bytes) is never cut, and the References keep their first and
+// last IDs whatever the level. The last level fits in any attribute space there is.
 struct SHORTLEVEL {
     size_t longMax;  // subject and newsgroups
     size_t otherMax; // author, e-mail, to, references
@@ -26,11 +27,12 @@ const SHORTLEVEL kShortLevels[] = {
     {kWhole, kWhole},
     {VMSG::kStringReadMax, VMSG::kStringReadMax},
     {VMSG::kStringReadMax, 1024},
-    {2048, 512},
-    {1024, 512},
-    {512, 256},
-    {255, 255},
-    {128, 128},
+    {VMSG::kStringReadMax, 512},
+    {VMSG::kStringReadMax, 256},
+    {2048, 256},
+    {1024, 256},
+    {512, 128},
+    {255, 128},
 };
 
 std::string cut(const std::string &text, size_t max) {

@@ -44,7 +44,7 @@ void headerAdd(HdrBuf &header, std::initializer_list<std::string> lines) {
     header.End();
 }
 
-TEST(VMSGNames, NextNumbers) {
+TEST(VMSGNames, NumbersAndNames) {
     struct CASE {
         int32_t mode;
         uint32_t last;
@@ -64,9 +64,6 @@ TEST(VMSGNames, NextNumbers) {
     };
     for (const CASE &c : cases)
         EXPECT_EQ(VMSG::msgNumNext(c.mode, c.last), c.next) << c.mode << " " << c.last;
-}
-
-TEST(VMSGNames, FileNames) {
     char name[32];
     VMSG::filename(name, 20001, sizeof(name));
     EXPECT_STREQ(name, "VM020001.vmf");
@@ -89,19 +86,15 @@ TEST(VMSGNames, ResolveSkipsTakenNames) {
     ASSERT_TRUE(
         VMSG::filenameResolve(folder.c_str(), VMSG::kNumberDown, &last, name, sizeof(name)));
     EXPECT_STREQ(name, "Mine.vmf");
-}
 
-TEST(VMSGNames, ResolveGivesUpAfterFiveThousand) {
-    const std::string folder = testFolder();
-    // Links to one file: new names are cheap where new files are not.
+    // 5000 taken names in a row: links to one file, cheap where new files are not.
     const std::string one = folder + "/one";
     filePut(one, "");
-    char name[40];
     for (uint32_t number = 1; number <= VMSG::kResolveTries; number++) {
         VMSG::filename(name, number, sizeof(name));
         ASSERT_EQ(link(one.c_str(), (folder + "/" + name).c_str()), 0);
     }
-    uint32_t last = 0;
+    last = 0;
     name[0] = '\0';
     EXPECT_FALSE(VMSG::filenameResolve(folder.c_str(), VMSG::kNumberUp, &last, name, sizeof(name)));
     EXPECT_EQ(last, VMSG::kResolveTries);
@@ -161,6 +154,10 @@ TEST(VMSGAttributes, RepairedFileGetsTypeFromHeader) {
         EXPECT_TRUE(data.read) << c.name;
         EXPECT_EQ(data.postServer, -1) << c.name;
         EXPECT_EQ(data.filename, c.name);
+        // No Message-ID: a generated fallback one, not taken for this program's own.
+        EXPECT_EQ(data.msgid.rfind("<BG", 0), 0u) << data.msgid;
+        EXPECT_TRUE(IMsg::MsgidCheck(data.msgid)) << data.msgid;
+        EXPECT_FALSE(data.own);
         TEXTFILE file;
         ASSERT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
         char mime[64];
@@ -175,6 +172,19 @@ TEST(VMSGAttributes, RepairedFileGetsTypeFromHeader) {
     VMSG::DATA data = dataOf(folder + "/many");
     EXPECT_EQ(data.lines, int32_t(VMSG::kSetupLinesMax));
     EXPECT_EQ(data.type, IMsg::MsgTypeMail);
+
+    // A file that cannot be repaired is left out, its DATA cleared, and not left open.
+    const std::string locked = folder + "/locked.vmf";
+    filePut(locked, "Subject: x\n\nbody\n");
+    chmod(locked.c_str(), 0444);
+    data.subject = "stale";
+    EXPECT_FALSE(VMSG::fileData(&data, locked.c_str()));
+    EXPECT_TRUE(data.subject.empty());
+    EXPECT_EQ(data.node, -1);
+    TEXTFILE file;
+    EXPECT_EQ(VMSG::fileOpen(&file, locked.c_str(), &data, DISKFILE::kRead, 2048),
+              DISKFILE::kAttrNotFound);
+    EXPECT_FALSE(file.open());
 }
 
 TEST(VMSGAttributes, ValuesTypesAndSizes) {
@@ -235,17 +245,6 @@ TEST(VMSGAttributes, ValuesTypesAndSizes) {
     VMSG::csetDefault(IMsg::CharsetISO1);
 }
 
-TEST(VMSGAttributes, MissingMessageIdGetsFallback) {
-    const std::string path = testFolder() + "/noid.vmf";
-    filePut(path, "Subject: no id\nNewsgroups: alt.test\n\nbody\n");
-    ASSERT_TRUE(
-        VMSG::attrCreate(path.c_str(), 35, nullptr, IMsg::CharsetNone, false, 0, false, -1));
-    VMSG::DATA data = dataOf(path);
-    EXPECT_TRUE(IMsg::MsgidCheck(data.msgid)) << data.msgid;
-    EXPECT_EQ(data.msgid.rfind("<BG", 0), 0u) << data.msgid;
-    EXPECT_FALSE(data.own);
-}
-
 TEST(VMSGAttributes, LongSubjectReadsBackCut) {
     const std::string path = testFolder() + "/long.vmf";
     filePut(path, "Subject: x\n\nbody\n");
@@ -301,8 +300,11 @@ TEST(VMSGAttributes, LongTextsSurviveSmallAttributeSpace) {
         EXPECT_EQ(data.references, references);
         return;
     }
-    EXPECT_GE(data.subject.size(), 1024u);
     EXPECT_EQ(subject.compare(0, data.subject.size(), data.subject), 0);
+    // The other texts are cut to their floor before the subject is touched.
+    if (data.subject.size() < subject.size()) {
+        EXPECT_LE(data.references.size(), 256u);
+    }
     EXPECT_EQ(data.references.rfind("<root@example.invalid> ", 0), 0u) << data.references;
     const std::string parent = " <parent@example.invalid>";
     ASSERT_GE(data.references.size(), parent.size());
@@ -325,21 +327,6 @@ TEST(VMSGAttributes, ReferencesShorten) {
     for (const CASE &c : cases)
         EXPECT_EQ(VMSG::referencesShorten(refs, c.max), c.out) << c.max;
     EXPECT_EQ(VMSG::referencesShorten("<only@x>", 2), "<only@x>");
-}
-
-TEST(VMSGAttributes, UnrepairableFileIsLeftOut) {
-    const std::string path = testFolder() + "/locked.vmf";
-    filePut(path, "Subject: x\n\nbody\n");
-    chmod(path.c_str(), 0444);
-    VMSG::DATA data;
-    data.subject = "stale";
-    EXPECT_FALSE(VMSG::fileData(&data, path.c_str()));
-    EXPECT_TRUE(data.subject.empty());
-    EXPECT_EQ(data.node, -1);
-    TEXTFILE file;
-    EXPECT_EQ(VMSG::fileOpen(&file, path.c_str(), &data, DISKFILE::kRead, 2048),
-              DISKFILE::kAttrNotFound);
-    EXPECT_FALSE(file.open());
 }
 
 TEST(VMSGAttributes, ReadersSeeWholeValuesWhileAnotherThreadWrites) {
@@ -384,10 +371,8 @@ TEST(VMSGState, DownloadReadAndType) {
     }
     int64_t node = 0;
     ASSERT_TRUE(VMSG::setRead(path.c_str(), false, &node));
-    EXPECT_EQ(node,
-              int64_t(std::filesystem::status(path).type() == std::filesystem::file_type::regular
-                          ? dataOf(path).node
-                          : -2));
+    EXPECT_NE(node, -1);
+    EXPECT_EQ(node, dataOf(path).node);
     bool read = true;
     ASSERT_TRUE(VMSG::fileIsRead(path.c_str(), &read));
     EXPECT_FALSE(read);
