@@ -37,23 +37,6 @@ bool boundaryLike(std::string_view line) {
     return line.size() >= FILEDECODE::kBoundaryMin && line.substr(0, 2) == "--";
 }
 
-// Whether a line can be uuencoded data at all: every character valid and enough of them for
-// the count it declares. A last line may carry padding beyond its count, so this is looser
-// than BINTEXT::uuLineData; it keeps signatures and notes between the parts of a split
-// posting from being decoded into the file.
-bool uuPlausible(std::string_view line) {
-    if (line.empty())
-        return false;
-    const uint8_t count = BINTEXT::uuDecodeChar(line[0]);
-    if (count == BINTEXT::kInvalid || count == 0)
-        return false;
-    for (char c : line.substr(1)) {
-        if (BINTEXT::uuDecodeChar(c) == BINTEXT::kInvalid)
-            return false;
-    }
-    return (line.size() - 1) * 3 >= size_t(count) * 4;
-}
-
 // One line into output bytes; *count is what to write.
 STEP decodeLine(IMsg::AttachType type, const char *line, size_t length, char *output,
                 size_t *count) {
@@ -75,7 +58,9 @@ STEP decodeLine(IMsg::AttachType type, const char *line, size_t length, char *ou
     default:
         if (BINTEXT::uuLineStop(text))
             return STEP::End;
-        if (BINTEXT::uuLineStart(text, nullptr) || !uuPlausible(text))
+        // Text between the parts of a split posting (a signature, a note) is not decoded
+        // into the file, as a literal reading of every line would.
+        if (BINTEXT::uuLineStart(text, nullptr) || !FILEDECODE::uuLinePlausible(text))
             return STEP::Skip;
         *count = BINTEXT::uuDecode(line, output, FILEDECODE::kOutMax, true);
         // The decoder writes its last group whole; the file gets the declared bytes only.
@@ -149,6 +134,19 @@ const char *leafOf(const std::string &path) {
 }
 
 } // namespace
+
+bool FILEDECODE::uuLinePlausible(std::string_view line) {
+    if (line.empty())
+        return false;
+    const uint8_t count = BINTEXT::uuDecodeChar(line[0]);
+    if (count == BINTEXT::kInvalid)
+        return false;
+    for (char c : line.substr(1)) {
+        if (BINTEXT::uuDecodeChar(c) == BINTEXT::kInvalid)
+            return false;
+    }
+    return (line.size() - 1) * 3 >= size_t(count) * 4;
+}
 
 bool FILEDECODE::FileDecode(const std::vector<std::string> &files, uint32_t startOffset,
                             const char *outputPath, const char *mimeType,

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "message/IMsg.h"
@@ -52,6 +53,12 @@ public:
     static bool slotTake();
     static void slotFree();
     static uint32_t slotsUsed();
+
+    // Whether a line can belong to a uuencoded block: every character valid and at least as
+    // many as the count it declares (a last line may carry padding beyond it, a zero count
+    // line closes the data). Looser than BINTEXT::uuLineData, it still tells signatures and
+    // notes between the parts of a split posting from data.
+    static bool uuLinePlausible(std::string_view line);
 
     // The progress window's texts: "File: %lu of %lu" and "Lines: %llu".
     static std::string formatFile(const DecodeData &data);

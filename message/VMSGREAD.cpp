@@ -4,6 +4,7 @@
 #include "app/BARNINFO.h"
 #include "base/TEXTFILE.h"
 #include "message/BINTEXT.h"
+#include "message/FILEDECODE.h"
 #include "message/FORMAT.h"
 
 namespace {
@@ -41,8 +42,9 @@ public:
 
 private:
     // The next line of the file (an over-long line comes in pieces); start gets its offset.
-    // The continue callback is asked first: kIterationAborted when it says stop.
-    DISKFILE::ERROR next(std::string_view &line, int64_t *start = nullptr);
+    // False at the end of the file (error kSuccess) or on a failure (error says which); the
+    // continue callback is asked first, and its stop is the failure kIterationAborted.
+    bool more(std::string_view &line, DISKFILE::ERROR &error, int64_t *start = nullptr);
     // Hands a UTF-8 line to the caller, word-wrapped when asked; false stops.
     bool emit(std::string_view line);
     static bool emitWrapped(void *context, std::string_view line);
@@ -71,18 +73,29 @@ private:
     std::unique_ptr<VMSG::ATTACHMENT> *fTail = nullptr;
 };
 
-DISKFILE::ERROR BODYREADER::next(std::string_view &line, int64_t *start) {
+bool BODYREADER::more(std::string_view &line, DISKFILE::ERROR &error, int64_t *start) {
     line = std::string_view();
-    if (fRead.cont != nullptr && !fRead.cont(fRead.context))
-        return DISKFILE::kIterationAborted;
-    if (start != nullptr && fFile->position(start) != DISKFILE::kSuccess)
-        return DISKFILE::kPositionFailed;
+    error = DISKFILE::kSuccess;
+    if (fRead.cont != nullptr && !fRead.cont(fRead.context)) {
+        error = DISKFILE::kIterationAborted;
+        return false;
+    }
+    if (start != nullptr && fFile->position(start) != DISKFILE::kSuccess) {
+        error = DISKFILE::kPositionFailed;
+        return false;
+    }
     size_t length = 0;
-    DISKFILE::ERROR error = fFile->lineRead(fLine, sizeof(fLine), &length);
+    error = fFile->lineRead(fLine, sizeof(fLine), &length);
+    if (error == DISKFILE::kEndOfFile) {
+        error = DISKFILE::kSuccess;
+        return false;
+    }
     if (error == DISKFILE::kLineTooLong)
         error = DISKFILE::kSuccess;
-    line = std::string_view(fLine, error == DISKFILE::kSuccess ? length : 0);
-    return error;
+    if (error != DISKFILE::kSuccess)
+        return false;
+    line = std::string_view(fLine, length);
+    return true;
 }
 
 bool BODYREADER::emit(std::string_view line) {
@@ -99,23 +112,20 @@ bool BODYREADER::emitWrapped(void *context, std::string_view line) {
 }
 
 // Uuencoded data is listed as an attachment, not shown: a block runs from its "begin" line
-// (or, in a later part of a split posting, its first full data line) to its "end" line or
-// the next empty line.
+// (or, in a later part of a split posting, its first full data line) through the lines that
+// can be data to its "end" line. The first line that cannot be data (an empty line, text)
+// ends a block that has no "end" line here, and is shown.
 bool BODYREADER::uuHide(std::string_view line) {
     if (fUuBlock) {
-        if (line.empty()) {
+        if (BINTEXT::uuLineStop(line)) {
             fUuBlock = false;
-            return false;
+            return true;
         }
-        if (BINTEXT::uuLineStop(line))
-            fUuBlock = false;
-        return true;
+        if (FILEDECODE::uuLinePlausible(line))
+            return true;
     }
-    if (BINTEXT::uuLineStart(line, nullptr) || uuFullLine(line)) {
-        fUuBlock = true;
-        return true;
-    }
-    return false;
+    fUuBlock = BINTEXT::uuLineStart(line, nullptr) || uuFullLine(line);
+    return fUuBlock;
 }
 
 bool BODYREADER::deliver(std::string_view line, TEXTFILE *html) {
@@ -146,14 +156,9 @@ DISKFILE::ERROR BODYREADER::section(HdrBuf::Encoding encoding, IMsg::Charset cha
     std::string pending; // text of soft-broken quoted-printable lines, or decoded base64
     std::string text;
     int32_t state = 0;
+    std::string_view line;
     DISKFILE::ERROR error = DISKFILE::kSuccess;
-    for (;;) {
-        std::string_view line;
-        error = next(line);
-        if (error == DISKFILE::kEndOfFile)
-            break;
-        if (error != DISKFILE::kSuccess)
-            return error;
+    while (more(line, error)) {
         bool isEnd = false;
         if (bounded && fHeader.Boundary(line, isEnd))
             break;
@@ -186,6 +191,8 @@ DISKFILE::ERROR BODYREADER::section(HdrBuf::Encoding encoding, IMsg::Charset cha
         if (!deliver(text, html))
             return DISKFILE::kIterationAborted;
     }
+    if (error != DISKFILE::kSuccess)
+        return error;
     if (!pending.empty()) {
         if (encoding == HdrBuf::EncodingBase64)
             IMsg::CharsetConvert(charset, pending, IMsg::CharsetUTF8, text, &state);
@@ -205,13 +212,9 @@ DISKFILE::ERROR BODYREADER::section(HdrBuf::Encoding encoding, IMsg::Charset cha
 DISKFILE::ERROR BODYREADER::firstTextPart(int64_t bodyStart) {
     if (fFile->position(DISKFILE::kFromStart, bodyStart) != DISKFILE::kSuccess)
         return DISKFILE::kPositionFailed;
-    for (;;) {
-        std::string_view line;
-        DISKFILE::ERROR error = next(line);
-        if (error == DISKFILE::kEndOfFile)
-            return DISKFILE::kSuccess;
-        if (error != DISKFILE::kSuccess)
-            return error;
+    std::string_view line;
+    DISKFILE::ERROR error = DISKFILE::kSuccess;
+    while (more(line, error)) {
         bool isEnd = false;
         if (!fHeader.Boundary(line, isEnd) || isEnd)
             continue;
@@ -224,6 +227,7 @@ DISKFILE::ERROR BODYREADER::firstTextPart(int64_t bodyStart) {
                            part.content == HdrBuf::ContentHTML, true);
         }
     }
+    return error;
 }
 
 VMSG::ATTACHMENT *BODYREADER::attachAdd(const std::string &name, const std::string &mimeType,
@@ -258,14 +262,10 @@ DISKFILE::ERROR BODYREADER::collect(int64_t bodyStart) {
     }
     bool skipPart = false;
     VMSG::ATTACHMENT *uu = nullptr;
-    for (;;) {
-        std::string_view line;
-        int64_t start = 0;
-        DISKFILE::ERROR error = next(line, &start);
-        if (error == DISKFILE::kEndOfFile)
-            return DISKFILE::kSuccess;
-        if (error != DISKFILE::kSuccess)
-            return error;
+    std::string_view line;
+    int64_t start = 0;
+    DISKFILE::ERROR error = DISKFILE::kSuccess;
+    while (more(line, error, &start)) {
         bool isEnd = false;
         if (multipart && fHeader.Boundary(line, isEnd)) {
             skipPart = false;
@@ -285,15 +285,17 @@ DISKFILE::ERROR BODYREADER::collect(int64_t bodyStart) {
         }
         if (skipPart)
             continue;
+        // A block ends as uuHide ends it: at its "end" line, or open at a line of text.
         if (uu != nullptr) {
             if (BINTEXT::uuLineStop(line)) {
                 uu->ends = true;
                 uu->number = uu->begins ? 1 : fTotal;
                 uu = nullptr;
-            } else if (line.empty()) {
-                uu = nullptr;
+                continue;
             }
-            continue;
+            if (FILEDECODE::uuLinePlausible(line))
+                continue;
+            uu = nullptr;
         }
         if (BINTEXT::uuLineStart(line, &name)) {
             HdrBuf::FilenameToMIME(name, mimeType);
@@ -304,18 +306,15 @@ DISKFILE::ERROR BODYREADER::collect(int64_t bodyStart) {
             uu = attachAdd(std::string(), std::string(), IMsg::AttachUuencode, false, false, start);
         }
     }
+    return error;
 }
 
 DISKFILE::ERROR BODYREADER::whole() {
     std::string text;
     int32_t state = 0;
-    for (;;) {
-        std::string_view line;
-        DISKFILE::ERROR error = next(line);
-        if (error == DISKFILE::kEndOfFile)
-            return DISKFILE::kSuccess;
-        if (error != DISKFILE::kSuccess)
-            return error;
+    std::string_view line;
+    DISKFILE::ERROR error = DISKFILE::kSuccess;
+    while (more(line, error)) {
         if (fRead.form == VMSG::ReadRaw) {
             IMsg::CharsetConvert(fRead.charset, line, IMsg::CharsetUTF8, text, &state);
             line = text;
@@ -323,6 +322,7 @@ DISKFILE::ERROR BODYREADER::whole() {
         if (!emit(line))
             return DISKFILE::kIterationAborted;
     }
+    return error;
 }
 
 DISKFILE::ERROR BODYREADER::text() {

@@ -110,6 +110,15 @@ TEST(VMSGRead, TextBodies) {
          "Subject: u\n\nsee file\nbegin 644 a.bin\n#86)C\n`\nend\nbye\n",
          IMsg::CharsetISO1,
          {"see file", "bye"}},
+        // Data without its "end" line (a part of a split posting) is hidden up to the text.
+        {"uuencode-open",
+         "Subject: u (1/2)\n\nsee\nbegin 644 a.bin\n#86)C\nback to text\nmore\n",
+         IMsg::CharsetISO1,
+         {"see", "back to text", "more"}},
+        {"begin-like-text",
+         "Subject: u\n\nbegin 100 meters from the start\nthen run\n",
+         IMsg::CharsetISO1,
+         {"then run"}},
         {"header-only", "Subject: h\nNewsgroups: alt.test\n", IMsg::CharsetISO1, {}},
     };
     for (const CASE &c : cases) {
@@ -119,17 +128,8 @@ TEST(VMSGRead, TextBodies) {
     }
 }
 
-TEST(VMSGRead, ForcedCharsetOverridesPart) {
-    VMSG::READ read;
-    read.html = htmlTake;
-    read.charset = IMsg::CharsetKOI8R;
-    read.charsetForce = true;
-    read.htmlPath = messagePath("forced.html");
-    COLLECTED collected;
-    ASSERT_EQ(readMessage(kAlternative, read, collected), DISKFILE::kSuccess);
-    EXPECT_EQ(fileGet(read.htmlPath), "<p>caf\xD0\x98</p>\n");
-}
-
+// The HTML part goes to the scratch file in UTF-8, from its own charset unless the user
+// forced one.
 TEST(VMSGRead, HtmlPartGoesToScratchFile) {
     VMSG::READ read;
     read.html = htmlTake;
@@ -139,6 +139,11 @@ TEST(VMSGRead, HtmlPartGoesToScratchFile) {
     EXPECT_TRUE(collected.lines.empty());
     ASSERT_EQ(collected.html, LINES{read.htmlPath});
     EXPECT_EQ(fileGet(read.htmlPath), "<p>caf\xC3\xA9</p>\n");
+
+    read.charset = IMsg::CharsetKOI8R;
+    read.charsetForce = true;
+    ASSERT_EQ(readMessage(kAlternative, read, collected), DISKFILE::kSuccess);
+    EXPECT_EQ(fileGet(read.htmlPath), "<p>caf\xD0\x98</p>\n");
 }
 
 TEST(VMSGRead, RawAndBinaryForms) {
