@@ -24,11 +24,12 @@ extern char **environ;
 
 namespace {
 
-constexpr size_t kPathMax = 300;
-
 CRITSECT gSlotLock;
 uint32_t gSlotsUsed = 0;
 std::atomic<DecodeWindow::HOST *> gHost{nullptr};
+// Requests whose threads have not taken them yet. What is left at exit is freed with it.
+CRITSECT gPendingLock;
+std::vector<std::unique_ptr<DecodeWindow::Data>> gPending;
 
 enum class STEP { Data, Skip, End };
 
@@ -133,6 +134,21 @@ const char *leafOf(const std::string &path) {
     return path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
 }
 
+// The output of a decode that has not finished: closed and erased when it goes out of scope,
+// whether the decode failed, was cancelled, or its thread is unwinding from a forced end.
+struct PARTIAL {
+    TEXTFILE &file;
+    const char *path;
+    bool kept = false;
+    ~PARTIAL() {
+        if (kept)
+            return;
+        file.close();
+        DISKFILE eraser;
+        eraser.erase(path);
+    }
+};
+
 } // namespace
 
 bool FILEDECODE::uuLinePlausible(std::string_view line) {
@@ -156,29 +172,29 @@ bool FILEDECODE::FileDecode(const std::vector<std::string> &files, uint32_t star
         return false;
     if (files.empty() || outputPath == nullptr)
         return false;
+    // The file layer cuts longer paths, which could then name a file outside the folder.
     const std::string path(outputPath);
-    char leaf[kPathMax + 1];
+    if (path.size() > DISKFILE::kPathMax)
+        return false;
+    char leaf[DISKFILE::kPathMax + 1];
     STR::copy(leaf, leafOf(path), sizeof(leaf));
     if (!STR::filenameFixup(leaf, sizeof(leaf)) || std::strcmp(leaf, leafOf(path)) != 0)
         return false;
     TEXTFILE out(kBufferSize);
     if (out.create(outputPath, DISKFILE::kReadWrite, kBufferSize) != DISKFILE::kSuccess)
         return false;
+    PARTIAL partial{out, outputPath};
     if (mimeType != nullptr && mimeType[0] != '\0')
         out.mimeSet(mimeType);
     DECODER decoder{files, startOffset, attachType, progress, context, &out, {}};
     decoder.data.parts = uint32_t(files.size());
-    bool ok = true;
-    for (size_t index = 0; ok && index < files.size(); index++)
-        ok = decoder.part(index);
-    if (ok)
-        ok = out.close() == DISKFILE::kSuccess;
-    if (!ok) {
-        out.close();
-        DISKFILE eraser;
-        eraser.erase(outputPath);
-        return false;
+    for (size_t index = 0; index < files.size(); index++) {
+        if (!decoder.part(index))
+            return false;
     }
+    if (out.close() != DISKFILE::kSuccess)
+        return false;
+    partial.kept = true;
     decoder.data.done = true;
     decoder.tell();
     return true;
@@ -186,7 +202,7 @@ bool FILEDECODE::FileDecode(const std::vector<std::string> &files, uint32_t star
 
 bool FILEDECODE::outputPath(const char *folder, const char *name, std::string &path) {
     path.clear();
-    char leaf[kPathMax + 1];
+    char leaf[DISKFILE::kPathMax + 1];
     STR::copy(leaf, name != nullptr ? name : "", sizeof(leaf));
     if (!STR::filenameFixup(leaf, sizeof(leaf)))
         return false;
@@ -194,7 +210,7 @@ bool FILEDECODE::outputPath(const char *folder, const char *name, std::string &p
     if (path.empty() || path.back() != '/')
         path += '/';
     path += leaf;
-    if (path.size() > kPathMax) {
+    if (path.size() > DISKFILE::kPathMax) {
         path.clear();
         return false;
     }
@@ -241,10 +257,27 @@ void DecodeWindow::hostSet(HOST *host) {
     gHost = host;
 }
 
+namespace {
+
+// Takes a request out of the pending list; null when it is no longer there.
+std::unique_ptr<DecodeWindow::Data> pendingTake(const DecodeWindow::Data *data) {
+    CRITSECT_HOLD hold(gPendingLock);
+    for (auto it = gPending.begin(); it != gPending.end(); ++it) {
+        if (it->get() == data) {
+            std::unique_ptr<DecodeWindow::Data> taken = std::move(*it);
+            gPending.erase(it);
+            return taken;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
 bool DecodeWindow::Create(const void *row, const char *messagePath, uint32_t number,
                           const char *outputPath, const char *mimeType, uint32_t startOffset,
                           IMsg::AttachType attachType, bool whole1, bool whole2, bool launch) {
-    auto *data = new (std::nothrow) Data;
+    std::unique_ptr<Data> data(new (std::nothrow) Data);
     if (data == nullptr)
         return false;
     data->number = number;
@@ -257,11 +290,23 @@ bool DecodeWindow::Create(const void *row, const char *messagePath, uint32_t num
     data->messagePath = messagePath != nullptr ? messagePath : "";
     data->startOffset = startOffset;
     data->launch = launch;
-    if (THREAD::spawn(daemon, kThreadName, data) == nullptr) {
-        delete data;
+    Data *request = data.get();
+    {
+        CRITSECT_HOLD hold(gPendingLock);
+        gPending.push_back(std::move(data));
+    }
+    if (THREAD::spawn(daemon, kThreadName, request) == nullptr) {
+        pendingTake(request);
         return false;
     }
     return true;
+}
+
+size_t DecodeWindow::stop() {
+    CRITSECT_HOLD hold(gPendingLock);
+    const size_t count = gPending.size();
+    gPending.clear();
+    return count;
 }
 
 namespace {
@@ -281,6 +326,15 @@ bool progressPass(void *context, const FILEDECODE::DecodeData &data) {
     return true;
 }
 
+// A taken decode slot, given back at the end of its scope, also when the thread unwinds
+// from a forced end.
+struct SLOTHOLD {
+    SLOTHOLD() = default;
+    SLOTHOLD(const SLOTHOLD &) = delete;
+    SLOTHOLD &operator=(const SLOTHOLD &) = delete;
+    ~SLOTHOLD() { FILEDECODE::slotFree(); }
+};
+
 // Waits for a free slot; false when the program stops or kSlotWait passes first.
 bool slotWait() {
     const int64_t begun = TIMEBASE::tickCount();
@@ -295,7 +349,9 @@ bool slotWait() {
 } // namespace
 
 int32_t DecodeWindow::daemon(void *pointer) {
-    std::unique_ptr<Data> data(static_cast<Data *>(pointer));
+    std::unique_ptr<Data> data = pendingTake(static_cast<Data *>(pointer));
+    if (data == nullptr)
+        return 0;
     HOST *host = gHost.load();
     const bool whole = data->whole1 && data->whole2;
     std::vector<std::string> files;
@@ -307,6 +363,7 @@ int32_t DecodeWindow::daemon(void *pointer) {
     if (error == ErrorNone) {
         if (!slotWait())
             return 0;
+        SLOTHOLD slot;
         const std::string title = std::string(kTitle) + leafOf(data->outputPath);
         std::unique_ptr<VIEW> view = host != nullptr ? host->viewOpen(title) : nullptr;
         PROGRESSLINK link;
@@ -325,8 +382,6 @@ int32_t DecodeWindow::daemon(void *pointer) {
         } else if (!link.cancelled && THREAD::running()) {
             error = ErrorDecode;
         }
-        view.reset();
-        FILEDECODE::slotFree();
     }
     if (error != ErrorNone)
         ALERT::show(errorText(error, *data));

@@ -39,8 +39,9 @@ public:
     // Decodes the attachment spread over files (in part order) into outputPath. A start
     // offset other than 0 is where the data begins in the first file; otherwise, and in
     // every later file, the attachment is searched. The output's leaf must be a safe name
-    // (STR::filenameFixup leaves it unchanged), so nothing is written outside its folder.
-    // On failure or cancel the partial output file is erased and the result is false.
+    // (STR::filenameFixup leaves it unchanged) and the path no longer than the file layer
+    // keeps, so nothing is written outside its folder. On failure or cancel (also when the
+    // thread is ended by force) the partial output file is erased and the result is false.
     static bool FileDecode(const std::vector<std::string> &files, uint32_t startOffset,
                            const char *outputPath, const char *mimeType,
                            IMsg::AttachType attachType, PROGRESS progress, void *context);
@@ -124,12 +125,16 @@ public:
     // The caller keeps ownership and keeps it alive while decodes run.
     static void hostSet(HOST *host);
 
-    // Builds the request and starts its thread; false when that cannot be done.
+    // Builds the request and starts its thread; false when that cannot be done. Until its
+    // thread runs, the request is kept here, so that one whose thread never runs (the
+    // program quit first) is freed by stop() or at exit.
     static bool Create(const void *row, const char *messagePath, uint32_t number,
                        const char *outputPath, const char *mimeType, uint32_t startOffset,
                        IMsg::AttachType attachType, bool whole1, bool whole2, bool launch);
     // The thread's work: the whole decode, once; frees the request.
     static int32_t daemon(void *data);
+    // After THREAD::stop: frees the requests whose threads never ran; returns their count.
+    static size_t stop();
 
     // Starts the desktop's handler (no shell) for path and waits for its verdict.
     static bool launchDefault(const char *path);

@@ -1,5 +1,5 @@
-// Tests of attachment decoding against files made by independent encoders, and of the decode
-// thread.
+// Tests of attachment decoding against files made by independent encoders, of hostile names,
+// and of the decode thread.
 #include "message/FILEDECODE.h"
 
 #include <atomic>
@@ -20,25 +20,27 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using decodetest::fileGet;
 using decodetest::filePut;
 using decodetest::sha256;
 
 const std::string kFixtures = std::string(VW_TEST_DATA) + "/decode/";
 
-std::map<std::string, std::string> digests() {
-    std::map<std::string, std::string> out;
+std::string digest(const std::string &name) {
     std::istringstream in(fileGet(kFixtures + "SHA256SUMS"));
-    std::string digest, name;
-    while (in >> digest >> name)
-        out[name] = digest;
-    return out;
+    std::string sum, file;
+    while (in >> sum >> file) {
+        if (file == name)
+            return sum;
+    }
+    return "no digest for " + name;
 }
 
 std::string outFolder() {
     const std::string folder = testhome::path() + "/decoded-" +
                                ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::filesystem::create_directories(folder);
+    fs::create_directories(folder);
     return folder;
 }
 
@@ -49,6 +51,9 @@ std::vector<std::string> fixtures(std::initializer_list<const char *> names) {
     return files;
 }
 
+const std::vector<std::string> kUuParts =
+    fixtures({"uu-part1.vmf", "uu-part2.vmf", "uu-part3.vmf"});
+
 struct PROGRESSLOG {
     std::vector<FILEDECODE::DecodeData> calls;
     size_t cancelAt = SIZE_MAX;
@@ -58,10 +63,6 @@ bool progressLog(void *context, const FILEDECODE::DecodeData &data) {
     auto *log = static_cast<PROGRESSLOG *>(context);
     log->calls.push_back(data);
     return log->calls.size() < log->cancelAt;
-}
-
-TEST(FILEDECODE, Sha256OfKnownText) {
-    EXPECT_EQ(sha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
 struct FIXTURE {
@@ -79,38 +80,37 @@ TEST_P(FixtureDecode, ByteIdentical) {
     PROGRESSLOG log;
     ASSERT_TRUE(FILEDECODE::FileDecode(fixture.files, 0, out.c_str(), "application/x-test",
                                        fixture.type, progressLog, &log));
-    EXPECT_EQ(sha256(fileGet(out)), digests()[fixture.original]);
+    EXPECT_EQ(sha256(out), digest(fixture.original));
     TEXTFILE file;
-    ASSERT_EQ(file.open(out.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
     char mime[64];
+    ASSERT_EQ(file.open(out.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
     ASSERT_EQ(file.mimeGet(mime, sizeof(mime)), DISKFILE::kSuccess);
     EXPECT_STREQ(mime, "application/x-test");
 
-    // Each part is announced before its first line, and the end once with done set.
-    ASSERT_GE(log.calls.size(), fixture.files.size() + 1);
+    // Each part is announced, in order, before its lines; the end once more with done set.
     uint32_t announced = 0;
     for (const FILEDECODE::DecodeData &call : log.calls) {
         EXPECT_EQ(call.parts, fixture.files.size());
-        if (call.part > announced) {
+        if (call.part != announced) {
             EXPECT_EQ(call.part, ++announced);
         }
     }
     EXPECT_EQ(announced, fixture.files.size());
+    ASSERT_FALSE(log.calls.empty());
     EXPECT_TRUE(log.calls.back().done);
-    EXPECT_GT(log.calls.back().lines, 40u);
+    EXPECT_GT(log.calls.back().lines, FILEDECODE::kProgressEvery);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Fixtures, FixtureDecode,
     ::testing::Values(
         FIXTURE{"single_base64", fixtures({"single-base64.vmf"}), IMsg::AttachBase64, "photo.jpg"},
-        FIXTURE{"uuencode_three_parts", fixtures({"uu-part1.vmf", "uu-part2.vmf", "uu-part3.vmf"}),
-                IMsg::AttachUuencode, "pic.bin"},
+        FIXTURE{"uuencode_three_parts", kUuParts, IMsg::AttachUuencode, "pic.bin"},
         FIXTURE{"message_partial", fixtures({"partial-1.vmf", "partial-2.vmf", "partial-3.vmf"}),
                 IMsg::AttachBase64, "data.bin"}),
     [](const ::testing::TestParamInfo<FIXTURE> &info) { return std::string(info.param.name); });
 
-// The attachment list of a read gives the offset at which a decode can start.
+// Reading lists the attachment with the offset a decode can start from.
 TEST(FILEDECODE, StartOffsetFromReading) {
     const std::string path = kFixtures + "single-base64.vmf";
     TEXTFILE file;
@@ -121,21 +121,29 @@ TEST(FILEDECODE, StartOffsetFromReading) {
     ASSERT_EQ(VMSG::fileRead(&file, read), DISKFILE::kSuccess);
     ASSERT_NE(list, nullptr);
     EXPECT_EQ(list->filename, "photo.jpg");
-    EXPECT_TRUE(list->begins && list->ends);
     const std::string out = outFolder() + "/photo.jpg";
     ASSERT_TRUE(FILEDECODE::FileDecode({path}, uint32_t(list->offset), out.c_str(), "", list->type,
                                        nullptr, nullptr));
-    EXPECT_EQ(sha256(fileGet(out)), digests()["photo.jpg"]);
+    EXPECT_EQ(sha256(out), digest("photo.jpg"));
 }
 
-TEST(FILEDECODE, CopyStopsAtBoundaryNotSignature) {
-    const std::string message = outFolder() + "/notes.vmf";
-    filePut(message, "Subject: notes\nContent-Disposition: attachment; filename=notes.txt\n"
-                     "Content-Transfer-Encoding: 7bit\n\nline one\n-- \nsig\n--ab\nafter\n");
-    const std::string out = outFolder() + "/notes.txt";
-    ASSERT_TRUE(FILEDECODE::FileDecode({message}, 0, out.c_str(), nullptr, IMsg::AttachMime,
-                                       nullptr, nullptr));
-    EXPECT_EQ(fileGet(out), "line one\n-- \nsig\n");
+// Lines between the data (a signature, a note) are not decoded into the file; a text line
+// "-- " does not stop copied data, a boundary-like "--ab" does.
+TEST(FILEDECODE, TextAroundDataStaysOut) {
+    const std::string folder = outFolder();
+    const std::string withNote = folder + "/part2.vmf";
+    filePut(withNote, fileGet(kFixtures + "uu-part2.vmf") + "\nPosted via Example News XYZ\n");
+    const std::string out = folder + "/pic.bin";
+    ASSERT_TRUE(FILEDECODE::FileDecode({kUuParts[0], withNote, kUuParts[2]}, 0, out.c_str(),
+                                       nullptr, IMsg::AttachUuencode, nullptr, nullptr));
+    EXPECT_EQ(sha256(out), digest("pic.bin"));
+
+    const std::string notes = folder + "/notes.vmf";
+    filePut(notes, "Subject: notes\nContent-Disposition: attachment; filename=notes.txt\n"
+                   "Content-Transfer-Encoding: 7bit\n\nline one\n-- \nsig\n--ab\nafter\n");
+    ASSERT_TRUE(FILEDECODE::FileDecode({notes}, 0, (folder + "/notes.txt").c_str(), nullptr,
+                                       IMsg::AttachMime, nullptr, nullptr));
+    EXPECT_EQ(fileGet(folder + "/notes.txt"), "line one\n-- \nsig\n");
 }
 
 TEST(FILEDECODE, FailuresLeaveNoFile) {
@@ -143,6 +151,12 @@ TEST(FILEDECODE, FailuresLeaveNoFile) {
     const std::string notUu = folder + "/plain.vmf";
     filePut(notUu, "Subject: pic.bin (2/3)\n\njust words\n");
     const std::string out = folder + "/pic.bin";
+    // Cut by the file layer, a longer path would name another file, here this one.
+    ASSERT_LT(folder.size(), DISKFILE::kPathMax - 20);
+    const std::string victim =
+        folder + "/" + std::string(DISKFILE::kPathMax - folder.size() - 1, 'v');
+    filePut(victim, "keep me");
+    const std::string tooLong = victim + "/pic.bin";
     struct CASE {
         const char *name;
         std::vector<std::string> files;
@@ -150,21 +164,13 @@ TEST(FILEDECODE, FailuresLeaveNoFile) {
         size_t cancelAt;
         std::string output;
     } const cases[] = {
-        {"corrupt-part",
-         {kFixtures + "uu-part1.vmf", notUu, kFixtures + "uu-part3.vmf"},
-         IMsg::AttachUuencode,
-         SIZE_MAX,
-         out},
-        {"missing-file",
-         {kFixtures + "uu-part1.vmf", folder + "/gone.vmf"},
-         IMsg::AttachUuencode,
-         SIZE_MAX,
-         out},
-        {"cancelled", fixtures({"uu-part1.vmf", "uu-part2.vmf"}), IMsg::AttachUuencode, 3, out},
-        {"bad-type", fixtures({"uu-part1.vmf"}), IMsg::AttachNone, SIZE_MAX, out},
-        {"unsafe-leaf", fixtures({"uu-part1.vmf"}), IMsg::AttachUuencode, SIZE_MAX,
-         folder + "/.hidden"},
+        {"corrupt-part", {kUuParts[0], notUu, kUuParts[2]}, IMsg::AttachUuencode, SIZE_MAX, out},
+        {"missing-file", {kUuParts[0], folder + "/gone.vmf"}, IMsg::AttachUuencode, SIZE_MAX, out},
+        {"cancelled", kUuParts, IMsg::AttachUuencode, 3, out},
+        {"bad-type", kUuParts, IMsg::AttachNone, SIZE_MAX, out},
+        {"unsafe-leaf", kUuParts, IMsg::AttachUuencode, SIZE_MAX, folder + "/.hidden"},
         {"no-files", {}, IMsg::AttachUuencode, SIZE_MAX, out},
+        {"path-too-long", kUuParts, IMsg::AttachUuencode, SIZE_MAX, tooLong},
     };
     for (const CASE &c : cases) {
         PROGRESSLOG log;
@@ -172,39 +178,74 @@ TEST(FILEDECODE, FailuresLeaveNoFile) {
         EXPECT_FALSE(FILEDECODE::FileDecode(c.files, 0, c.output.c_str(), nullptr, c.type,
                                             progressLog, &log))
             << c.name;
-        EXPECT_FALSE(std::filesystem::exists(c.output)) << c.name;
+        EXPECT_FALSE(fs::exists(c.output)) << c.name;
+        EXPECT_EQ(fileGet(victim), "keep me") << c.name;
     }
 }
 
-TEST(FILEDECODE, OutputPathsStayInFolder) {
-    struct CASE {
-        const char *name;
-        bool ok;
-        const char *path;
-    } const cases[] = {
-        {"photo.jpg", true, "/save/photo.jpg"},
-        {"../../etc/passwd", true, "/save/passwd"},
-        {"C:\\temp\\x.exe", true, "/save/x.exe"},
-        {"...", false, ""},
-        {"", false, ""},
-    };
-    for (const CASE &c : cases) {
-        std::string path = "stale";
-        EXPECT_EQ(FILEDECODE::outputPath("/save", c.name, path), c.ok) << c.name;
-        EXPECT_EQ(path, c.path) << c.name;
+// Names from a hostile article, through reading, the output path and the decode, never
+// leave the save folder; a name with nothing usable left is refused.
+TEST(FILEDECODE, HostileNamesStayInSaveFolder) {
+    const std::string root = outFolder();
+    const std::string save = root + "/save/inner";
+    fs::create_directories(save);
+    const std::string message = root + "/hostile.vmf";
+    const std::string uuLine = "#86)C\n`\nend\n";
+    filePut(message,
+            "Subject: names\nContent-Type: multipart/mixed; boundary=\"hostile\"\n\n"
+            "--hostile\nContent-Type: application/octet-stream\nContent-Transfer-Encoding: base64\n"
+            "Content-Disposition: attachment; filename=\"../../up.bin\"\n\nYWJj\n"
+            "--hostile\nContent-Type: text/plain\nContent-Disposition: attachment; "
+            "filename=\"C:\\\\dir\\\\..\\\\win.txt\"\nContent-Transfer-Encoding: 7bit\n\ntext\n"
+            "--hostile\nContent-Type: text/plain\nContent-Transfer-Encoding: 7bit\n\nsee\n"
+            "begin 644 /etc/abs.bin\n" +
+                uuLine + "begin 644 ../../../dots..\n" + uuLine + "--hostile--\n");
+    TEXTFILE file;
+    ASSERT_EQ(file.open(message.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
+    std::unique_ptr<VMSG::ATTACHMENT> list;
+    VMSG::READ read;
+    read.attachments = &list;
+    ASSERT_EQ(VMSG::fileRead(&file, read), DISKFILE::kSuccess);
+    std::vector<std::string> names;
+    for (const VMSG::ATTACHMENT *at = list.get(); at != nullptr; at = at->next.get()) {
+        std::string out;
+        ASSERT_TRUE(FILEDECODE::outputPath(save.c_str(), at->filename.c_str(), out));
+        ASSERT_TRUE(FILEDECODE::FileDecode({message}, uint32_t(at->offset), out.c_str(), "",
+                                           at->type, nullptr, nullptr))
+            << out;
+        names.push_back(fs::path(out).filename());
     }
+    EXPECT_EQ(names, (std::vector<std::string>{"up.bin", "win.txt", "abs.bin", "dots.."}));
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(root)) {
+        if (entry.is_regular_file() && entry.path() != message) {
+            EXPECT_EQ(entry.path().parent_path(), save) << entry.path();
+        }
+    }
+    EXPECT_EQ(fileGet(save + "/up.bin"), "abc");
+
+    std::string path = "stale";
+    for (const char *refused : {" .. ", ""}) {
+        EXPECT_FALSE(FILEDECODE::outputPath(save.c_str(), refused, path)) << refused;
+        EXPECT_EQ(path, "");
+    }
+    EXPECT_FALSE(FILEDECODE::outputPath(std::string(DISKFILE::kPathMax, 'd').c_str(), "x", path));
     FILEDECODE::DecodeData data{2, 3, 40, false};
     EXPECT_EQ(FILEDECODE::formatFile(data), "File: 2 of 3");
     EXPECT_EQ(FILEDECODE::formatLines(data), "Lines: 40");
 }
 
-// The interface side of a decode, recorded.
+// The interface side of a decode, recorded. A view can cancel, or hold the decode until the
+// thread is ended by force.
 class HOSTRECORDER : public DecodeWindow::HOST {
 public:
     class VIEWRECORDER : public DecodeWindow::VIEW {
     public:
         explicit VIEWRECORDER(HOSTRECORDER &host) : fHost(host) {}
-        bool update(const FILEDECODE::DecodeData &) override { return !fHost.cancel; }
+        bool update(const FILEDECODE::DecodeData &) override {
+            while (fHost.hold)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            return !fHost.cancel;
+        }
 
     private:
         HOSTRECORDER &fHost;
@@ -234,6 +275,7 @@ public:
 
     std::map<const void *, std::vector<std::string>> lists;
     std::atomic<bool> cancel{false};
+    std::atomic<bool> hold{false};
     bool launchWorks = true;
     std::mutex mutex;
     std::vector<std::string> titles;
@@ -250,15 +292,19 @@ protected:
     void TearDown() override {
         THREAD::stop();
         DecodeWindow::hostSet(nullptr);
+        EXPECT_EQ(DecodeWindow::stop(), 0u);
+        EXPECT_EQ(FILEDECODE::slotsUsed(), 0u);
     }
-    // Waits until every decode thread has ended.
-    static bool finished() {
-        for (int i = 0; i < 1000; i++) {
-            if (THREAD::count() == 0)
-                return true;
+    // Waits until the condition holds (every decode thread ended, by default).
+    static bool waitFor(bool (*done)() = [] { return THREAD::count() == 0; }) {
+        for (int i = 0; i < 1000 && !done(); i++)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return false;
+        return done();
+    }
+    bool create(const void *row, const std::string &message, const std::string &out,
+                IMsg::AttachType type, bool whole, bool launch) {
+        return DecodeWindow::Create(row, message.c_str(), 7, out.c_str(), "image/x-test", 0, type,
+                                    whole, whole, launch);
     }
 
     HOSTRECORDER host;
@@ -267,15 +313,13 @@ protected:
 
 TEST_F(DecodeThread, WholeMessageDecodedAndLaunched) {
     const std::string out = outFolder() + "/photo.jpg";
-    const std::string message = kFixtures + "single-base64.vmf";
-    ASSERT_TRUE(DecodeWindow::Create(nullptr, message.c_str(), 7, out.c_str(), "image/jpeg", 0,
-                                     IMsg::AttachBase64, true, true, true));
-    ASSERT_TRUE(finished());
-    EXPECT_EQ(sha256(fileGet(out)), digests()["photo.jpg"]);
+    ASSERT_TRUE(
+        create(nullptr, kFixtures + "single-base64.vmf", out, IMsg::AttachBase64, true, true));
+    ASSERT_TRUE(waitFor());
+    EXPECT_EQ(sha256(out), digest("photo.jpg"));
     EXPECT_EQ(host.titlesGet(), std::vector<std::string>{"Decoding photo.jpg"});
-    EXPECT_EQ(host.launched, std::vector<std::string>{out + " image/jpeg"});
+    EXPECT_EQ(host.launched, std::vector<std::string>{out + " image/x-test"});
     EXPECT_EQ(alerts.count(), 0u);
-    EXPECT_EQ(FILEDECODE::slotsUsed(), 0u);
 }
 
 TEST_F(DecodeThread, ErrorsAreShownOnce) {
@@ -283,7 +327,8 @@ TEST_F(DecodeThread, ErrorsAreShownOnce) {
     const std::string notUu = folder + "/plain.vmf";
     filePut(notUu, "Subject: pic.bin (2/3)\n\njust words\n");
     const int rowMissing = 1, rowCorrupt = 2;
-    host.lists[&rowCorrupt] = {kFixtures + "uu-part1.vmf", notUu, kFixtures + "uu-part3.vmf"};
+    host.lists[&rowCorrupt] = {kUuParts[0], notUu, kUuParts[2]};
+    host.lists[nullptr] = kUuParts;
     struct CASE {
         const char *name;
         const void *row;
@@ -305,30 +350,26 @@ TEST_F(DecodeThread, ErrorsAreShownOnce) {
          "Couldn't launch attachment 'pic.bin'.  Check the FileTypes database to see if its "
          "MIME type has a preferred application.\n\nMIME type: image/x-test"},
     };
-    host.lists[nullptr] = fixtures({"uu-part1.vmf", "uu-part2.vmf", "uu-part3.vmf"});
     for (const CASE &c : cases) {
         const std::string out = folder + "/pic.bin";
         host.launchWorks = c.launchWorks;
         const size_t before = alerts.count();
-        ASSERT_TRUE(DecodeWindow::Create(c.row, notUu.c_str(), 0, out.c_str(), "image/x-test", 0,
-                                         IMsg::AttachUuencode, c.whole, c.whole, true));
-        ASSERT_TRUE(finished()) << c.name;
+        ASSERT_TRUE(create(c.row, notUu, out, IMsg::AttachUuencode, c.whole, true));
+        ASSERT_TRUE(waitFor()) << c.name;
         ASSERT_EQ(alerts.count(), before + 1) << c.name;
         EXPECT_EQ(alerts.texts().back(), c.alert) << c.name;
-        EXPECT_EQ(std::filesystem::exists(out), c.launchWorks == false) << c.name;
-        std::filesystem::remove(out);
+        EXPECT_EQ(fs::exists(out), !c.launchWorks) << c.name;
+        fs::remove(out);
     }
-    EXPECT_EQ(FILEDECODE::slotsUsed(), 0u);
 }
 
 TEST_F(DecodeThread, CancelShowsNothing) {
     const std::string out = outFolder() + "/pic.bin";
-    host.lists[nullptr] = fixtures({"uu-part1.vmf", "uu-part2.vmf", "uu-part3.vmf"});
+    host.lists[nullptr] = kUuParts;
     host.cancel = true;
-    ASSERT_TRUE(DecodeWindow::Create(nullptr, "", 0, out.c_str(), "", 0, IMsg::AttachUuencode,
-                                     false, false, false));
-    ASSERT_TRUE(finished());
-    EXPECT_FALSE(std::filesystem::exists(out));
+    ASSERT_TRUE(create(nullptr, "", out, IMsg::AttachUuencode, false, false));
+    ASSERT_TRUE(waitFor());
+    EXPECT_FALSE(fs::exists(out));
     EXPECT_EQ(alerts.count(), 0u);
 }
 
@@ -337,36 +378,53 @@ TEST_F(DecodeThread, FifthDecodeWaitsForSlot) {
         ASSERT_TRUE(FILEDECODE::slotTake());
     EXPECT_FALSE(FILEDECODE::slotTake());
     const std::string out = outFolder() + "/photo.jpg";
-    const std::string message = kFixtures + "single-base64.vmf";
-    ASSERT_TRUE(DecodeWindow::Create(nullptr, message.c_str(), 0, out.c_str(), "", 0,
-                                     IMsg::AttachBase64, true, true, false));
+    ASSERT_TRUE(
+        create(nullptr, kFixtures + "single-base64.vmf", out, IMsg::AttachBase64, true, false));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     EXPECT_TRUE(host.titlesGet().empty());
-    EXPECT_FALSE(std::filesystem::exists(out));
     EXPECT_EQ(THREAD::count(), 1u);
     FILEDECODE::slotFree();
-    ASSERT_TRUE(finished());
-    EXPECT_EQ(sha256(fileGet(out)), digests()["photo.jpg"]);
+    ASSERT_TRUE(waitFor());
+    EXPECT_EQ(sha256(out), digest("photo.jpg"));
     EXPECT_EQ(FILEDECODE::slotsUsed(), FILEDECODE::kSlots - 1);
     for (uint32_t i = 1; i < FILEDECODE::kSlots; i++)
         FILEDECODE::slotFree();
 }
 
-// Quitting while a decode waits for a slot ends it quietly.
-TEST_F(DecodeThread, QuitWhileWaiting) {
+// Quitting ends a decode waiting for a slot quietly; a request whose thread never ran (the
+// program quit before running) is freed by stop().
+TEST_F(DecodeThread, QuitBeforeDecoding) {
     for (uint32_t i = 0; i < FILEDECODE::kSlots; i++)
         ASSERT_TRUE(FILEDECODE::slotTake());
     const std::string out = outFolder() + "/photo.jpg";
     const std::string message = kFixtures + "single-base64.vmf";
-    ASSERT_TRUE(DecodeWindow::Create(nullptr, message.c_str(), 0, out.c_str(), "", 0,
-                                     IMsg::AttachBase64, true, true, false));
+    ASSERT_TRUE(create(nullptr, message, out, IMsg::AttachBase64, true, false));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     THREAD::stop();
     EXPECT_EQ(THREAD::count(), 0u);
-    EXPECT_FALSE(std::filesystem::exists(out));
-    EXPECT_EQ(alerts.count(), 0u);
     for (uint32_t i = 0; i < FILEDECODE::kSlots; i++)
         FILEDECODE::slotFree();
+
+    THREAD::start();
+    ASSERT_TRUE(create(nullptr, message, out, IMsg::AttachBase64, true, false));
+    THREAD::stop();
+    EXPECT_EQ(DecodeWindow::stop(), 1u);
+    EXPECT_FALSE(fs::exists(out));
+    EXPECT_EQ(alerts.count(), 0u);
+}
+
+// A decode that does not heed the stop is ended by force: its partial file and its slot go
+// with it.
+TEST_F(DecodeThread, ForcedEndCleansUp) {
+    const std::string out = outFolder() + "/pic.bin";
+    host.lists[nullptr] = kUuParts;
+    host.hold = true;
+    ASSERT_TRUE(create(nullptr, "", out, IMsg::AttachUuencode, false, false));
+    ASSERT_TRUE(waitFor([] { return FILEDECODE::slotsUsed() == 1; }));
+    THREAD::stop();
+    ASSERT_TRUE(waitFor([] { return FILEDECODE::slotsUsed() == 0; }));
+    EXPECT_FALSE(fs::exists(out));
+    EXPECT_EQ(alerts.count(), 0u);
 }
 
 } // namespace
