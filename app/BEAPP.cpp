@@ -6,6 +6,7 @@
 #include <strings.h>
 
 #include "app/APPHOST.h"
+#include "app/BARNINFO.h"
 #include "app/BEMIME.h"
 #include "app/INITFILE.h"
 #include "app/SETTINGS.h"
@@ -13,6 +14,9 @@
 #include "base/CONSOLE.h"
 #include "base/THREAD.h"
 #include "message/VMSG.h"
+#include "net/NETWORK.h"
+#include "net/NEWS.h"
+#include "net/NNTP.h"
 #include "reader/KILLFILE.h"
 #include "storage/BARN.h"
 
@@ -26,9 +30,12 @@ bool appStarted = false;
 const BEAPP::STEP BEAPP::kSteps[] = {
     {"help files", &BEAPP::_helpCheck, nullptr},
     {"threads", &BEAPP::_threadStart, &BEAPP::_threadStop},
+    {"network", &BEAPP::_networkStart, &BEAPP::_networkStop},
     {"file types", &BEAPP::_typesInstall, nullptr},
     {"settings", &BEAPP::initStart, &BEAPP::initStop},
     {"storage", &BEAPP::_storageStart, &BEAPP::_storageStop},
+    {"transfer queue", &BEAPP::_newsStart, &BEAPP::_newsStop},
+    {"news sessions", &BEAPP::_nntpStart, &BEAPP::_nntpStop},
     {"killfile", &BEAPP::_killfileStart, &BEAPP::_killfileStop},
     {"main window", &BEAPP::_windowCreate, nullptr},
     {"running", &BEAPP::_running, &BEAPP::_holdAndStopWorkers},
@@ -63,6 +70,8 @@ bool BEAPP::cmdLine(int argc, char **argv) {
 }
 
 bool BEAPP::start() {
+    // A start that fails must not leave an earlier start's flag behind to write the settings.
+    appStarted = false;
     fStepsStarted = 0;
     for (const STEP &step : kSteps) {
         if (!(this->*step.start)())
@@ -98,14 +107,21 @@ bool BEAPP::initStart() {
     int32_t result = file.read(SETTINGS::sections, nullptr);
     if (result == DISKFILE::kSuccess) {
         SETTINGS::afterRead();
+        _settingsApply();
         return true;
     }
     if (result != DISKFILE::kNotFound)
         return false;
     if (file.writeDefault(SETTINGS::sections, nullptr) != DISKFILE::kSuccess)
         return false;
+    _settingsApply();
     initMessage();
     return true;
+}
+
+// Values that other subsystems keep a copy of, handed over once the settings are known.
+void BEAPP::_settingsApply() {
+    VMSG::csetDefault(BARNINFO::charsetGet());
 }
 
 void BEAPP::initMessage() {
@@ -144,6 +160,30 @@ bool BEAPP::_typesInstall() {
 
 // Checks the data directory, adds the fixed folders and starts the storage worker; an
 // unusable data directory has been reported by then.
+bool BEAPP::_networkStart() {
+    return NETWORK::start();
+}
+
+void BEAPP::_networkStop() {
+    NETWORK::stop();
+}
+
+bool BEAPP::_newsStart() {
+    return news.start();
+}
+
+void BEAPP::_newsStop() {
+    news.stop();
+}
+
+bool BEAPP::_nntpStart() {
+    return NNTP::start();
+}
+
+void BEAPP::_nntpStop() {
+    NNTP::stop();
+}
+
 bool BEAPP::_storageStart() {
     return barn.start();
 }

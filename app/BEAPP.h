@@ -49,10 +49,17 @@ private:
     APPHOST *fHost;
     size_t fStepsStarted = 0;
 
+    void _settingsApply();
     bool _helpCheck();
     bool _threadStart();
     void _threadStop();
+    bool _networkStart();
+    void _networkStop();
     bool _typesInstall();
+    bool _newsStart();
+    void _newsStop();
+    bool _nntpStart();
+    void _nntpStop();
     bool _storageStart();
     void _storageStop();
     bool _killfileStart();
