@@ -110,15 +110,21 @@ INSTANTIATE_TEST_SUITE_P(
                 IMsg::AttachBase64, "data.bin"}),
     [](const ::testing::TestParamInfo<FIXTURE> &info) { return std::string(info.param.name); });
 
+// The attachments reading lists in a message file.
+std::unique_ptr<VMSG::ATTACHMENT> attachmentsOf(const std::string &path) {
+    std::unique_ptr<VMSG::ATTACHMENT> list;
+    TEXTFILE file;
+    VMSG::READ read;
+    read.attachments = &list;
+    EXPECT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
+    EXPECT_EQ(VMSG::fileRead(&file, read), DISKFILE::kSuccess);
+    return list;
+}
+
 // Reading lists the attachment with the offset a decode can start from.
 TEST(FILEDECODE, StartOffsetFromReading) {
     const std::string path = kFixtures + "single-base64.vmf";
-    TEXTFILE file;
-    ASSERT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
-    std::unique_ptr<VMSG::ATTACHMENT> list;
-    VMSG::READ read;
-    read.attachments = &list;
-    ASSERT_EQ(VMSG::fileRead(&file, read), DISKFILE::kSuccess);
+    std::unique_ptr<VMSG::ATTACHMENT> list = attachmentsOf(path);
     ASSERT_NE(list, nullptr);
     EXPECT_EQ(list->filename, "photo.jpg");
     const std::string out = outFolder() + "/photo.jpg";
@@ -200,12 +206,7 @@ TEST(FILEDECODE, HostileNamesStayInSaveFolder) {
             "--hostile\nContent-Type: text/plain\nContent-Transfer-Encoding: 7bit\n\nsee\n"
             "begin 644 /etc/abs.bin\n" +
                 uuLine + "begin 644 ../../../dots..\n" + uuLine + "--hostile--\n");
-    TEXTFILE file;
-    ASSERT_EQ(file.open(message.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
-    std::unique_ptr<VMSG::ATTACHMENT> list;
-    VMSG::READ read;
-    read.attachments = &list;
-    ASSERT_EQ(VMSG::fileRead(&file, read), DISKFILE::kSuccess);
+    const std::unique_ptr<VMSG::ATTACHMENT> list = attachmentsOf(message);
     std::vector<std::string> names;
     for (const VMSG::ATTACHMENT *at = list.get(); at != nullptr; at = at->next.get()) {
         std::string out;

@@ -44,6 +44,18 @@ void headerAdd(HdrBuf &header, std::initializer_list<std::string> lines) {
     header.End();
 }
 
+// Writes the attributes of a header of these lines onto the file at path, reads them back.
+VMSG::DATA stored(const std::string &path, std::initializer_list<std::string> lines) {
+    HdrBuf header;
+    headerAdd(header, lines);
+    TEXTFILE file;
+    VMSG::DATA data;
+    EXPECT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
+    EXPECT_TRUE(VMSG::attrWriteAll(&file, &header, 35, false, -1));
+    EXPECT_TRUE(VMSG::attrReadAll(&file, &data));
+    return data;
+}
+
 TEST(VMSGNames, NumbersAndNames) {
     struct CASE {
         int32_t mode;
@@ -248,23 +260,14 @@ TEST(VMSGAttributes, ValuesTypesAndSizes) {
 TEST(VMSGAttributes, LongSubjectReadsBackCut) {
     const std::string path = testFolder() + "/long.vmf";
     filePut(path, "Subject: x\n\nbody\n");
-    HdrBuf header;
-    headerAdd(header, {"Subject: " + std::string(4000, 'a'), "Newsgroups: alt.test"});
-    TEXTFILE file;
-    ASSERT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
-    ASSERT_TRUE(VMSG::attrWriteAll(&file, &header, 35, false, -1));
-    VMSG::DATA data;
-    ASSERT_TRUE(VMSG::attrReadAll(&file, &data));
-    EXPECT_EQ(data.subject, std::string(VMSG::kStringReadMax, 'a'));
+    EXPECT_EQ(stored(path, {"Subject: " + std::string(4000, 'a')}).subject,
+              std::string(VMSG::kStringReadMax, 'a'));
 
     // A cut never splits a UTF-8 character: "é" is two bytes.
     std::string accents;
     while (accents.size() < 4000)
         accents += "\xC3\xA9";
-    headerAdd(header, {"Subject: ab" + accents});
-    ASSERT_TRUE(VMSG::attrWriteAll(&file, &header, 35, false, -1));
-    ASSERT_TRUE(VMSG::attrReadAll(&file, &data));
-    EXPECT_EQ(data.subject.size(), VMSG::kStringReadMax - 1);
+    EXPECT_EQ(stored(path, {"Subject: ab" + accents}).subject.size(), VMSG::kStringReadMax - 1);
 }
 
 // On ext4 the whole values cannot be stored (about 4 KiB of attributes per file); the
@@ -278,10 +281,6 @@ TEST(VMSGAttributes, LongTextsSurviveSmallAttributeSpace) {
         references += " <id" + std::to_string(++id) + "@example.invalid>";
     references += " <parent@example.invalid>";
     const std::string subject(3000, 'S');
-    HdrBuf header;
-    headerAdd(header, {"Subject: " + subject, "Newsgroups: alt.test",
-                       "Message-ID: <big@example.invalid>", "References: " + references});
-    ASSERT_EQ(std::string(header.StringReferences()), references);
 
     // Does this file system take both texts whole?
     const std::string probe = path + ".probe";
@@ -289,11 +288,9 @@ TEST(VMSGAttributes, LongTextsSurviveSmallAttributeSpace) {
     const std::string value(subject.size() + references.size() + 600, 'v');
     const bool roomy = setxattr(probe.c_str(), "user.probe", value.data(), value.size(), 0) == 0;
 
-    TEXTFILE file;
-    ASSERT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
-    ASSERT_TRUE(VMSG::attrWriteAll(&file, &header, 35, false, -1));
-    VMSG::DATA data;
-    ASSERT_TRUE(VMSG::attrReadAll(&file, &data));
+    const VMSG::DATA data =
+        stored(path, {"Subject: " + subject, "Newsgroups: alt.test",
+                      "Message-ID: <big@example.invalid>", "References: " + references});
     EXPECT_EQ(data.msgid, "<big@example.invalid>");
     if (roomy) {
         EXPECT_EQ(data.subject, subject);
