@@ -59,8 +59,8 @@ STEP decodeLine(IMsg::AttachType type, const char *line, size_t length, char *ou
     default:
         if (BINTEXT::uuLineStop(text))
             return STEP::End;
-        // Text between the parts of a split posting (a signature, a note) is not decoded
-        // into the file, as a literal reading of every line would.
+        // A line that cannot be data (a signature or a note around the parts of a split
+        // posting) is skipped, where decoding every line would put garbage into the file.
         if (BINTEXT::uuLineStart(text, nullptr) || !FILEDECODE::uuLinePlausible(text))
             return STEP::Skip;
         *count = BINTEXT::uuDecode(line, output, FILEDECODE::kOutMax, true);
