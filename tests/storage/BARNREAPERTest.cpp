@@ -75,6 +75,10 @@ struct AGECASE {
     bool messageGone;
 };
 
+void PrintTo(const AGECASE &c, std::ostream *out) {
+    *out << c.name;
+}
+
 class BARNREAPERAgeTest : public BARNREAPERTest, public testing::WithParamInterface<AGECASE> {};
 } // namespace
 
