@@ -42,6 +42,16 @@ const WEIGHT &weightOf(NEWS::ACTIONTYPE action) {
     return index < sizeof kWeights / sizeof kWeights[0] ? kWeights[index] : kWeights[0];
 }
 
+NEWS::REQUEST requestMake(NEWS::ACTIONTYPE action, long long server, long long group,
+                          const char *fileName) {
+    NEWS::REQUEST request;
+    request.action = action;
+    request.server = server;
+    request.group = group;
+    STR::copy(request.fileName, fileName != nullptr ? fileName : "", sizeof request.fileName);
+    return request;
+}
+
 } // namespace
 
 double NEWS::weightQueued(ACTIONTYPE action) {
@@ -126,13 +136,8 @@ int32_t NEWS::_thread(void *data) {
 // --- Adding requests ---
 
 bool NEWS::_add(ACTIONTYPE action, long long server, long long group, const char *fileName) {
-    REQUEST request;
-    request.action = action;
-    request.server = server;
-    request.group = group;
-    STR::copy(request.fileName, fileName != nullptr ? fileName : "", sizeof request.fileName);
     CRITSECT_HOLD hold(fLock);
-    return _addLocked(request);
+    return _addLocked(requestMake(action, server, group, fileName));
 }
 
 bool NEWS::_addLocked(const REQUEST &request) {
@@ -241,13 +246,8 @@ bool NEWS::requestBody(long long server, long long group, const char *fileName) 
 
 bool NEWS::requestDupeCheck(ACTIONTYPE action, long long server, long long group,
                             const char *fileName) {
-    REQUEST request;
-    request.action = action;
-    request.server = server;
-    request.group = group;
-    STR::copy(request.fileName, fileName != nullptr ? fileName : "", sizeof request.fileName);
     CRITSECT_HOLD hold(fLock);
-    return _findLocked(request);
+    return _findLocked(requestMake(action, server, group, fileName));
 }
 
 // --- The user's control ---

@@ -26,28 +26,6 @@ int32_t fileType(const char *path) {
     return type;
 }
 
-// Paths of the regular files directly in a folder, in name order so that the work is the
-// same on every run, taken before any of them changes.
-std::vector<std::string> folderFiles(const char *path) {
-    std::vector<std::string> files;
-    DISKFILE walk;
-    walk.dirIterate(
-        path,
-        [](void *data, const DISKFILE::ENTRY &entry) {
-            if (entry.type == DISKFILE::kEntryFile)
-                static_cast<std::vector<std::string> *>(data)->emplace_back(entry.path);
-            return true;
-        },
-        &files);
-    std::sort(files.begin(), files.end());
-    return files;
-}
-
-void report(NNTP::PROGRESSFUNC progress, const NNTP::PROGRESS *record) {
-    if (progress != nullptr)
-        progress(record);
-}
-
 } // namespace
 
 bool NNTP::downloadBodies(BARN::NODE *group, PROGRESSFUNC progress, long kind,
@@ -88,7 +66,7 @@ bool NNTP::downloadBodies(BARN::NODE *group, PROGRESSFUNC progress, long kind,
         return false;
     if (single)
         return bodyCallback(named) || cancel();
-    for (const std::string &path : folderFiles(group->path)) {
+    for (const std::string &path : nntpop::folderFiles(group->path)) {
         if (!bodyCallback(path.c_str()))
             return cancel();
     }
@@ -100,7 +78,7 @@ unsigned long NNTP::groupMarkedTotal() {
     unsigned long total = 0;
     if (fGroup == nullptr)
         return 0;
-    for (const std::string &path : folderFiles(fGroup->path)) {
+    for (const std::string &path : nntpop::folderFiles(fGroup->path)) {
         if (fileType(path.c_str()) == IMsg::MsgTypeNewsDownload)
             ++total;
     }
@@ -125,7 +103,7 @@ bool NNTP::bodyCallback(const char *path) {
         return false;
     ++fProgress.done;
     fProgress.bodyLines = 0;
-    report(fProgressFunc, &fProgress);
+    nntpop::report(fProgressFunc, &fProgress);
     char line[kLineSize];
     unsigned long code = response("retrieve message from", false, line, sizeof line);
     if (code == 0)
@@ -159,7 +137,7 @@ bool NNTP::bodyCallback(const char *path) {
             broken = true;
             break;
         }
-        report(fProgressFunc, &fProgress);
+        nntpop::report(fProgressFunc, &fProgress);
     }
     if (broken || file.close() != DISKFILE::kSuccess) {
         // The rest of the body may still be on its way: nothing more can be said on this

@@ -48,11 +48,6 @@ std::string_view overviewField(std::string_view line, int index) {
     return line.substr(0, line.find('\t'));
 }
 
-void report(NNTP::PROGRESSFUNC progress, const NNTP::PROGRESS *record) {
-    if (progress != nullptr)
-        progress(record);
-}
-
 } // namespace
 
 bool NNTP::groupSelect(BARN::NODE *group, INDEXRANGE *serverRange, unsigned long *count) {
@@ -187,7 +182,7 @@ bool NNTP::downloadXOVER(const INDEXRANGE *wanted, KILLLIST *killList) {
         if (strcmp(line, ".") == 0)
             return true;
         ++fProgress.lines;
-        report(fProgressFunc, &fProgress);
+        nntpop::report(fProgressFunc, &fProgress);
         overAdd(killList, line);
     }
 }
@@ -270,7 +265,7 @@ bool NNTP::downloadLoop(INDEXRANGE *wanted, unsigned long *lastDone, const KILLL
         // Any other answer (423, no such article) skips the article: it counts as handled.
         *lastDone = outstanding.front();
         outstanding.pop_front();
-        report(fProgressFunc, &fProgress);
+        nntpop::report(fProgressFunc, &fProgress);
     }
     // Deliberately the first, not first - 1, when nothing was ever asked for.
     *lastDone = next > wanted->first ? next - 1 : wanted->first;
@@ -331,7 +326,7 @@ bool NNTP::downloadFile() {
             fAborted = true;
             return false;
         }
-        report(fProgressFunc, &fProgress);
+        nntpop::report(fProgressFunc, &fProgress);
     }
     DISKFILE::ERROR error = file.close();
     if (error != DISKFILE::kSuccess) {
@@ -365,7 +360,7 @@ bool NNTP::catchup(BARN::NODE *group, PROGRESSFUNC progress, long kind) {
     fProgress = PROGRESS{};
     fProgress.kind = uint32_t(kind);
     logWrite(kLogStatus, "Catching up %s ...", group->name);
-    report(fProgressFunc, &fProgress);
+    nntpop::report(fProgressFunc, &fProgress);
     INDEXRANGE server;
     unsigned long count = 0;
     if (!groupSelect(group, &server, &count))

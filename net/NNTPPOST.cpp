@@ -16,11 +16,6 @@
 
 namespace {
 
-void report(NNTP::PROGRESSFUNC progress, const NNTP::PROGRESS *record) {
-    if (progress != nullptr)
-        progress(record);
-}
-
 // The header name of a line as the header block splits it; empty when it is no header.
 std::string headerName(const char *line) {
     std::string name;
@@ -58,7 +53,7 @@ bool NNTP::groupList(NAMELIST *names, PROGRESSFUNC progress, long kind) {
             ++fProgress.done;
             BARNFILE::slistAdd(names, fProgress.text);
         }
-        report(fProgressFunc, &fProgress);
+        nntpop::report(fProgressFunc, &fProgress);
     }
 }
 
@@ -75,18 +70,7 @@ bool NNTP::upload(PROGRESSFUNC progress, long kind) {
     char outbox[BARNINFO::kPathSize];
     BARNINFO::pathOutbox(outbox, sizeof outbox);
     // The names are taken first: posted files leave the folder during the walk.
-    std::vector<std::string> files;
-    DISKFILE walk;
-    walk.dirIterate(
-        outbox,
-        [](void *data, const DISKFILE::ENTRY &entry) {
-            if (entry.type == DISKFILE::kEntryFile)
-                static_cast<std::vector<std::string> *>(data)->emplace_back(entry.path);
-            return true;
-        },
-        &files);
-    std::sort(files.begin(), files.end());
-    for (const std::string &path : files) {
+    for (const std::string &path : nntpop::folderFiles(outbox)) {
         if (!uploadFile(path.c_str()))
             return false;
     }
@@ -154,7 +138,7 @@ bool NNTP::uploadSend(TEXTFILE *file, bool *accepted) {
             return false;
         ++fProgress.lines;
         ++fProgress.bodyLines;
-        report(fProgressFunc, &fProgress);
+        nntpop::report(fProgressFunc, &fProgress);
     }
     if (!nntpop::command(this, "."))
         return false;
@@ -179,7 +163,7 @@ bool NNTP::uploadSendHdr() {
         entry.sent = true;
         ++fProgress.lines;
         ++fProgress.bodyLines;
-        report(fProgressFunc, &fProgress);
+        nntpop::report(fProgressFunc, &fProgress);
     }
     return true;
 }

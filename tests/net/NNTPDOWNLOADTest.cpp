@@ -104,6 +104,10 @@ struct FETCHCASE {
     INDEXRANGE after;
 };
 
+void PrintTo(const FETCHCASE &c, std::ostream *out) {
+    *out << c.name;
+}
+
 class NNTPDownloadFetch : public NNTPDownload, public testing::WithParamInterface<FETCHCASE> {};
 
 TEST_P(NNTPDownloadFetch, RequestsExactlyTheWantedHeaders) {
