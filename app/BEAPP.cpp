@@ -13,6 +13,7 @@
 #include "base/ALERT.h"
 #include "base/CONSOLE.h"
 #include "base/THREAD.h"
+#include "base/URL.h"
 #include "message/VMSG.h"
 #include "net/NETWORK.h"
 #include "net/NEWS.h"
@@ -154,7 +155,7 @@ void BEAPP::_threadStop() {
 bool BEAPP::_typesInstall() {
     INITFILE::mimeInstall();
     VMSG::mimeInstall();
-    BEMIME::linkInstall();
+    URL::mimeInstall();
     return true;
 }
 
