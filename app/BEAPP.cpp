@@ -7,7 +7,6 @@
 
 #include "app/APPHOST.h"
 #include "app/BARNINFO.h"
-#include "app/BEMIME.h"
 #include "app/INITFILE.h"
 #include "app/SETTINGS.h"
 #include "base/ALERT.h"
