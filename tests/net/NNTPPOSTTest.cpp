@@ -143,7 +143,7 @@ TEST_F(NNTPPost, PostsOnlyTheMessagesNamingTheServer) {
     delete nntp;
     EXPECT_TRUE(fake.wait());
     EXPECT_EQ(fake.error(), "");
-    // The other server's message is handed to "Sent Messages" too: deliberate, as specified.
+    // The other server's message is handed on to "Sent Messages" too, deliberately.
     EXPECT_EQ(files(folder(FIXEDFOLDER::Sent)).size(), 2u);
 }
 
