@@ -1,0 +1,388 @@
+// Benchmark of downloading a large group from INN on loopback into a fresh store, beside a bare
+// pipelined HEAD stream, slrnpull keeping every header, and tin reading the group's overview.
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <ftw.h>
+#include <functional>
+#include <spawn.h>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include "app/BARNINFO.h"
+#include "app/SETTINGS.h"
+#include "base/DISKFILE.h"
+#include "base/STR.h"
+#include "base/THREAD.h"
+#include "net/NETWORK.h"
+#include "net/NNTP.h"
+#include "reader/KILLFILE.h"
+#include "storage/BARN.h"
+#include "tests/support/INNSERVER.h"
+
+extern char **environ;
+
+namespace {
+
+constexpr size_t kInFlight = 10; // as the download keeps in flight
+constexpr int64_t kTimeout = 120'000'000;
+
+using CLOCK = std::chrono::steady_clock;
+
+// What one measured run reports back from its own process.
+struct RUN {
+    double seconds = 0;
+    long count = 0;  // articles the run ended up with
+    long peakKB = 0; // peak resident memory of the process
+    // Articles the session itself counted as stored, when it says: tells the articles the
+    // server refused from files gone missing.
+    long reported = -1;
+    bool ok = false;
+};
+
+double secondsSince(CLOCK::time_point start) {
+    return std::chrono::duration<double>(CLOCK::now() - start).count();
+}
+
+void printError(const char *text) {
+    fprintf(stderr, "  error: %s\n", text);
+}
+
+int removeEntry(const char *path, const struct stat *, int, struct FTW *) {
+    remove(path);
+    return 0;
+}
+
+std::string scratch(const char *what) {
+    std::string pattern = std::string("/tmp/vellowick-bench-") + what + "-XXXXXX";
+    std::vector<char> path(pattern.begin(), pattern.end());
+    path.push_back(0);
+    return mkdtemp(path.data()) != nullptr ? path.data() : "";
+}
+
+void scratchRemove(const std::string &path) {
+    if (!path.empty())
+        nftw(path.c_str(), removeEntry, 32, FTW_DEPTH | FTW_PHYS);
+}
+
+// Runs work in a child process of its own, so that each run's peak memory is its own.
+RUN isolated(const std::function<RUN()> &work) {
+    int pipeEnds[2];
+    RUN run;
+    if (pipe(pipeEnds) != 0)
+        return run;
+    fflush(nullptr);
+    pid_t child = fork();
+    if (child == 0) {
+        close(pipeEnds[0]);
+        RUN result = work();
+        ssize_t wrote = write(pipeEnds[1], &result, sizeof result);
+        _exit(wrote == ssize_t(sizeof result) ? 0 : 1);
+    }
+    close(pipeEnds[1]);
+    ssize_t got = child > 0 ? read(pipeEnds[0], &run, sizeof run) : 0;
+    close(pipeEnds[0]);
+    int status = 0;
+    struct rusage usage {};
+    if (child > 0)
+        wait4(child, &status, 0, &usage);
+    if (got != ssize_t(sizeof run))
+        run = RUN{};
+    run.peakKB = usage.ru_maxrss;
+    return run;
+}
+
+// Runs a program with the environment given and times it.
+RUN external(const std::vector<std::string> &args, const std::vector<std::string> &env) {
+    std::vector<char *> argv, envp;
+    for (const std::string &each : args)
+        argv.push_back(const_cast<char *>(each.c_str()));
+    argv.push_back(nullptr);
+    for (const std::string &each : env)
+        envp.push_back(const_cast<char *>(each.c_str()));
+    envp.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    pid_t child = -1;
+    RUN run;
+    CLOCK::time_point start = CLOCK::now();
+    int spawned = posix_spawn(&child, args[0].c_str(), &actions, nullptr, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0)
+        return run;
+    int status = 0;
+    struct rusage usage {};
+    wait4(child, &status, 0, &usage);
+    run.seconds = secondsSince(start);
+    run.peakKB = usage.ru_maxrss;
+    run.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return run;
+}
+
+// Lines of the regular files below path, the index files tin writes.
+long linesBelow(const std::string &path) {
+    static long counted;
+    counted = 0;
+    nftw(
+        path.c_str(),
+        [](const char *file, const struct stat *info, int flag, struct FTW *) {
+            if (flag != FTW_F || !S_ISREG(info->st_mode) || strstr(file, "tinrc") != nullptr)
+                return 0;
+            FILE *in = fopen(file, "r");
+            for (int c; in != nullptr && (c = fgetc(in)) != EOF;)
+                counted += c == '\n';
+            if (in != nullptr)
+                fclose(in);
+            return 0;
+        },
+        32, FTW_PHYS);
+    return counted;
+}
+
+long filesBelow(const std::string &path) {
+    static long counted;
+    counted = 0;
+    nftw(
+        path.c_str(),
+        [](const char *, const struct stat *info, int flag, struct FTW *) {
+            if (flag == FTW_F && S_ISREG(info->st_mode))
+                ++counted;
+            return 0;
+        },
+        32, FTW_PHYS);
+    return counted;
+}
+
+BARN::NODE serverNode(uint16_t port) {
+    BARN::NODE node{};
+    BARN::serverDefault(&node);
+    STR::copy(node.name, "Bench", sizeof node.name);
+    STR::copy(node.server.hostname, "127.0.0.1", sizeof node.server.hostname);
+    node.server.port = port;
+    node.server.timeout = kTimeout;
+    return node;
+}
+
+// The network's limit: HEAD 1..count, kInFlight at once, every line read and dropped.
+RUN bareStream(uint16_t port, const std::string &group, size_t count) {
+    RUN run;
+    SETTINGS::storage.transferLogging = SETTINGS::kLogOff;
+    NETWORK::start();
+    BARN::NODE node = serverNode(port);
+    NNTP session(&node, printError, nullptr);
+    if (!session.connect() || !session.send(("GROUP " + group).c_str()) ||
+        session.response("select newsgroup", true) != 211)
+        return run;
+    char line[NNTP::kLineSize];
+    CLOCK::time_point start = CLOCK::now();
+    size_t sent = 0;
+    for (size_t answered = 0; answered < count; ++answered) {
+        while (sent < count && sent - answered < kInFlight) {
+            snprintf(line, sizeof line, "HEAD %zu", ++sent);
+            if (!session.send(line))
+                return run;
+        }
+        if (!NNTP::success(session.response("retrieve message from", false, line, sizeof line)))
+            continue;
+        while (session.read(line, sizeof line) && strcmp(line, ".") != 0) {
+        }
+        ++run.count;
+    }
+    run.seconds = secondsSince(start);
+    run.ok = run.count == long(count);
+    return run;
+}
+
+// The program's own download of the whole group into a fresh store in a scratch home.
+RUN download(uint16_t port, const std::string &group, GROUPDOWNLOAD mode) {
+    RUN run;
+    std::string home = scratch("download");
+    setenv("HOME", home.c_str(), 1);
+    setenv("XDG_DATA_HOME", (home + "/.local/share").c_str(), 1);
+    setenv("XDG_CONFIG_HOME", (home + "/.config").c_str(), 1);
+    SETTINGS::reset(home.c_str());
+    SETTINGS::storage.downloadLimit = false;
+    SETTINGS::killfile.applyToDownload = false;
+    SETTINGS::storage.transferLogging = SETTINGS::kLogActions;
+    NETWORK::start();
+    THREAD::start();
+    if (!barn.start() || !KILLFILE::Start())
+        return run;
+    BARN::NODE node = serverNode(port);
+    long long server = barn.serverCreate(&node);
+    long long number = barn.groupCreate(server, group.c_str(), mode);
+    BARN::NODE copy;
+    if (!barn.nodeRead(&copy, number) || !barn.nodeRead(&node, server))
+        return run;
+    {
+        NNTP session(&node, printError, nullptr);
+        if (!session.connect())
+            return run;
+        CLOCK::time_point start = CLOCK::now();
+        run.ok = session.download(&copy, nullptr, 6, mode == GROUPDOWNLOAD::HeadersOnly ? 3 : 2);
+        run.seconds = secondsSince(start);
+    }
+    run.count = filesBelow(copy.path);
+    // The session's own count, to tell articles the server refused from files gone missing.
+    char log[BARNINFO::kPathSize];
+    BARNINFO::pathTransferLog(log, sizeof log);
+    if (FILE *in = fopen(log, "r")) {
+        char line[1024];
+        while (fgets(line, sizeof line, in) != nullptr) {
+            const char *found = strstr(line, "Downloaded ");
+            if (found != nullptr)
+                sscanf(found, "Downloaded %ld", &run.reported);
+        }
+        fclose(in);
+    }
+    KILLFILE::Stop();
+    THREAD::stop();
+    barn.stop();
+    NETWORK::stop();
+    scratchRemove(home);
+    return run;
+}
+
+RUN slrnpull(uint16_t port, const std::string &group) {
+    std::string root = scratch("slrnpull");
+    FILE *config = fopen((root + "/slrnpull.conf").c_str(), "w");
+    if (config == nullptr)
+        return {};
+    // All articles, never expired, headers only.
+    fprintf(config, "%s 0 0 1\n", group.c_str());
+    fclose(config);
+    RUN run = external(
+        {"/usr/bin/slrnpull", "-d", root, "-h", "127.0.0.1:" + std::to_string(port), "--no-post"},
+        {"HOME=" + root, "PATH=/usr/bin:/bin"});
+    run.count = filesBelow(root + "/news");
+    scratchRemove(root);
+    return run;
+}
+
+RUN tin(uint16_t port, const std::string &group) {
+    std::string home = scratch("tin");
+    mkdir((home + "/.tin").c_str(), 0700);
+    FILE *newsrc = fopen((home + "/.newsrc").c_str(), "w");
+    FILE *tinrc = fopen((home + "/.tin/tinrc").c_str(), "w");
+    if (newsrc == nullptr || tinrc == nullptr)
+        return {};
+    fprintf(newsrc, "%s:\n", group.c_str());
+    // Batch index updates over NNTP need the overview cache.
+    fprintf(tinrc, "cache_overview_files=ON\n");
+    fclose(newsrc);
+    fclose(tinrc);
+    RUN run = external({"/usr/bin/tin", "-r", "-q", "-u", "-p", std::to_string(port)},
+                       {"HOME=" + home, "NNTPSERVER=127.0.0.1", "PATH=/usr/bin:/bin", "TERM=dumb"});
+    run.count = linesBelow(home + "/.tin");
+    scratchRemove(home);
+    return run;
+}
+
+long residentKB() {
+    FILE *status = fopen("/proc/self/status", "r");
+    long kb = 0;
+    char line[256];
+    while (status != nullptr && fgets(line, sizeof line, status) != nullptr)
+        if (sscanf(line, "VmRSS: %ld", &kb) == 1)
+            break;
+    if (status != nullptr)
+        fclose(status);
+    return kb;
+}
+
+std::string row(const char *what, size_t size, const RUN &run) {
+    std::string kept = run.ok ? std::to_string(run.count) : "FAIL";
+    if (run.reported >= 0 && run.reported != run.count)
+        kept += " of " + std::to_string(run.reported) + " stored";
+    else if (run.reported >= 0 && run.reported < long(size))
+        kept += ", " + std::to_string(long(size) - run.reported) + " refused";
+    char text[256];
+    snprintf(text, sizeof text, "| %-44s | %7zu | %9.2f | %9.0f | %8ld | %s |\n", what, size,
+             run.seconds, run.seconds > 0 ? double(size) / run.seconds : 0.0, run.peakKB,
+             kept.c_str());
+    return text;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    std::vector<size_t> sizes = {10'000, 100'000};
+    if (argc > 1) {
+        sizes.clear();
+        for (int i = 1; i < argc; ++i)
+            sizes.push_back(strtoul(argv[i], nullptr, 10));
+    }
+    INNSERVER inn;
+    if (!inn.start()) {
+        fprintf(stderr, "INN: %s\n", inn.error().c_str());
+        return 1;
+    }
+    std::string results =
+        "Downloading one group from INN on loopback (a private instance, 2 shared cores).\n"
+        "Our runs store into a fresh data directory under /tmp; each run is a process of its\n"
+        "own, its peak resident memory read from the system when it ends. The last column is\n"
+        "what the run kept: message files for ours (with the articles the server refused, if\n"
+        "any), spool files for slrnpull, lines tin wrote into its cache.\n\n"
+        "| run                                          | articles |  seconds | per second | peak "
+        "kB | result |\n"
+        "|----------------------------------------------|---------:|---------:|-----------:|-------"
+        "-:|--------|\n";
+    long baseKB = residentKB();
+    for (size_t size : sizes) {
+        std::string group = "vw.bench.g" + std::to_string(size);
+        std::string error;
+        size_t accepted = 0;
+        CLOCK::time_point start = CLOCK::now();
+        if (!inn.groupCreate(group, &error) ||
+            !inn.fill(group, 0, size, uint32_t(size), &accepted, &error) || accepted != size) {
+            fprintf(stderr, "fill %s: %s\n", group.c_str(), error.c_str());
+            return 1;
+        }
+        fprintf(stderr, "%s filled with %zu articles in %.1f s\n", group.c_str(), size,
+                secondsSince(start));
+        uint16_t port = inn.readerPort();
+        const struct {
+            const char *what;
+            std::function<RUN()> work;
+            bool inProcess;
+        } runs[] = {
+            {"bare pipelined HEAD stream, nothing stored",
+             [&] { return bareStream(port, group, size); }, true},
+            {"Vellowick HeadersOnly (HEAD, stored)",
+             [&] { return download(port, group, GROUPDOWNLOAD::HeadersOnly); }, true},
+            {"Vellowick HeadersAndBodies (ARTICLE, stored)",
+             [&] { return download(port, group, GROUPDOWNLOAD::HeadersAndBodies); }, true},
+            {"slrnpull, headers only into its spool", [&] { return slrnpull(port, group); }, false},
+            {"tin -u, the group's overview into its cache", [&] { return tin(port, group); },
+             false},
+        };
+        for (const auto &each : runs) {
+            fprintf(stderr, "  %s ...\n", each.what);
+            RUN run = each.inProcess ? isolated(each.work) : each.work();
+            std::string line = row(each.what, size, run);
+            fprintf(stderr, "%s", line.c_str());
+            results += line;
+        }
+    }
+    char tail[200];
+    snprintf(tail, sizeof tail, "\n(benchmark process resident before the runs: %ld kB)\n", baseKB);
+    results += tail;
+    inn.stop();
+    printf("%s", results.c_str());
+    std::string path = std::string(VW_BENCH_RESULTS) + "/download.txt";
+    FILE *out = fopen(path.c_str(), "w");
+    if (out == nullptr)
+        return 1;
+    fputs(results.c_str(), out);
+    fclose(out);
+    return 0;
+}
