@@ -13,6 +13,7 @@
 #include "base/CONSOLE.h"
 #include "base/THREAD.h"
 #include "base/URL.h"
+#include "compose/EDITHEADERS.h"
 #include "message/VMSG.h"
 #include "net/NETWORK.h"
 #include "net/NEWS.h"
@@ -176,8 +177,9 @@ void BEAPP::_newsStop() {
     news.stop();
 }
 
+// The posting header table is filled once here, before any transfer can run.
 bool BEAPP::_nntpStart() {
-    return NNTP::start();
+    return NNTP::start() && EDIT::headers();
 }
 
 void BEAPP::_nntpStop() {
