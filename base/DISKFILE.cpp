@@ -167,12 +167,13 @@ DISKFILE::ERROR DISKFILE::permCheck(ACCESS access, uint32_t bits) {
 }
 
 // The owner-bit check of a reading or writing operation on the open file. Made here rather
-// than left to the kernel, so it holds the same for root.
+// than left to the kernel, so it holds the same for root. The bits are fetched when the file
+// opens and kept by permSet: filing a message takes a dozen attribute writes in a row, and
+// asking the kernel before each one cost more than the write.
 DISKFILE::ERROR DISKFILE::_permRequire(ACCESS access) {
-    struct stat info {};
-    if (ERROR error = _fstat(&info, kReadFailed); error != kSuccess)
-        return error;
-    return permCheck(access, info.st_mode);
+    if (fFd < 0)
+        return kNotOpen;
+    return permCheck(access, fModeBits);
 }
 
 DISKFILE::ERROR DISKFILE::_fstat(struct stat *info, ERROR fallback) {
@@ -199,10 +200,20 @@ DISKFILE::ERROR DISKFILE::_open(const char *path, ACCESS access, int extraFlags,
         ERROR error = errorGet(errno, fallback);
         return error == kNotLocked ? kPathInvalid : error;
     }
-    int flags = fcntl(fd, F_GETFL);
-    if (flags >= 0)
-        fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
+    struct stat info {};
+    if (fstat(fd, &info) != 0) {
+        ERROR error = errorGet(errno, fallback);
+        ::close(fd);
+        return error;
+    }
+    // Waiting only matters for what is not a plain file or directory.
+    if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) {
+        int flags = fcntl(fd, F_GETFL);
+        if (flags >= 0)
+            fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
+    }
     fFd = fd;
+    fModeBits = uint32_t(info.st_mode);
     memcpy(fPath, cut, sizeof(fPath));
     return kSuccess;
 }
@@ -447,7 +458,10 @@ DISKFILE::ERROR DISKFILE::permSet(uint32_t bits) {
     CRITSECT_HOLD hold(*this);
     if (fFd < 0)
         return kNotOpen;
-    return fchmod(fFd, mode_t(bits & 07777)) == 0 ? kSuccess : errorGet(errno, kWriteFailed);
+    if (fchmod(fFd, mode_t(bits & 07777)) != 0)
+        return errorGet(errno, kWriteFailed);
+    fModeBits = (fModeBits & ~07777u) | (bits & 07777);
+    return kSuccess;
 }
 
 DISKFILE::ERROR DISKFILE::permUpdate(ACCESS access) {

@@ -261,6 +261,7 @@ public:
 private:
     ENTRYTYPE fType = kEntryUnknown;
     int fFd = -1;
+    uint32_t fModeBits = 0; // st_mode of the open file, as fetched at open and set by permSet
     char fPath[kPathMax + 1] = {};
     bool fLocked = false;
 

@@ -136,10 +136,8 @@ DISKFILE::ERROR DISKFILE::rename(const char *from, const char *to) {
         return errorGet(errno, kRenameFailed);
     if (S_ISDIR(info.st_mode))
         MSGIDINDEX::dirRename(source, target);
-    else if (indexed) {
-        MSGIDINDEX::fileSync(source);
-        MSGIDINDEX::fileSync(target);
-    }
+    else if (indexed)
+        MSGIDINDEX::fileRename(source, target);
     return kSuccess;
 }
 

@@ -2,12 +2,15 @@
 #include "base/MSGIDINDEX.h"
 
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <mutex>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 #include "base/DISKFILE.h"
@@ -18,6 +21,14 @@ namespace {
 // Directories below the root deeper than this are not scanned (a bind-mount loop).
 constexpr int kScanDepthMax = 64;
 
+// Changes are gathered into one transaction, committed after this many rows or this long
+// after its first change, whichever comes first: a download files thousands of messages a
+// second, and a commit of its own for each one would cost more than writing the file.
+constexpr int kBatchRows = 512;
+constexpr auto kBatchAge = std::chrono::milliseconds(100);
+
+using CLOCK = std::chrono::steady_clock;
+
 const char *const kSchema = "CREATE TABLE IF NOT EXISTS meta(key TEXT PRIMARY KEY, value BLOB);"
                             "CREATE TABLE IF NOT EXISTS msgid(path BLOB PRIMARY KEY, "
                             "device INTEGER NOT NULL, msgid BLOB NOT NULL);"
@@ -27,12 +38,20 @@ struct STATE {
     std::mutex lock;
     sqlite3 *db = nullptr;
     std::string opened; // location of the open database
-    dev_t device = 0;
-    ino_t inode = 0;
+    // A descriptor of the open index file: once its link count drops to 0 the file was
+    // deleted or replaced behind our back. Cheaper than looking the path up before each use.
+    int watch = -1;
     std::string root;
     sqlite3_stmt *insert = nullptr;
     sqlite3_stmt *erase = nullptr;
     sqlite3_stmt *select = nullptr;
+    sqlite3_stmt *move = nullptr;
+    // The open batch of changes; the flusher commits one that has waited kBatchAge.
+    bool batchOpen = false;
+    int batchRows = 0;
+    CLOCK::time_point batchSince;
+    std::condition_variable batchStarted;
+    pid_t flusherProcess = 0; // a forked child has no flusher of its own until it starts one
 };
 
 // Deliberately never destroyed: workers may still use the index while the process exits.
@@ -84,11 +103,35 @@ bool exec(STATE &s, const char *sql) {
     return sqlite3_exec(s.db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
+bool commitLocked(STATE &s) {
+    if (!s.batchOpen)
+        return true;
+    s.batchOpen = false;
+    if (exec(s, "COMMIT"))
+        return true;
+    exec(s, "ROLLBACK");
+    return false;
+}
+
+// Marks whether the index was closed properly: rows of the last batch die with a crash, so
+// an index left marked open is built again from the files when next opened.
+bool cleanMark(STATE &s, bool clean) {
+    return exec(s, clean ? "INSERT OR REPLACE INTO meta(key, value) VALUES('clean', 1)"
+                         : "INSERT OR REPLACE INTO meta(key, value) VALUES('clean', 0)");
+}
+
 void closeLocked(STATE &s) {
+    if (s.db != nullptr && commitLocked(s))
+        cleanMark(s, true);
+    s.batchOpen = false;
+    if (s.watch >= 0)
+        ::close(s.watch);
+    s.watch = -1;
     sqlite3_finalize(s.insert);
     sqlite3_finalize(s.erase);
     sqlite3_finalize(s.select);
-    s.insert = s.erase = s.select = nullptr;
+    sqlite3_finalize(s.move);
+    s.insert = s.erase = s.select = s.move = nullptr;
     if (s.db != nullptr)
         sqlite3_close(s.db);
     s.db = nullptr;
@@ -164,6 +207,7 @@ void scanDirectory(STATE &s, const std::string &path, int depth) {
 }
 
 bool rebuildLocked(STATE &s) {
+    commitLocked(s);
     if (!exec(s, "BEGIN IMMEDIATE"))
         return false;
     exec(s, "DELETE FROM msgid");
@@ -211,9 +255,10 @@ bool openOnce(STATE &s, const std::string &where, int *code) {
         "INSERT OR REPLACE INTO msgid(path, device, msgid) VALUES(?1, ?2, ?3)",
         "DELETE FROM msgid WHERE path = ?1",
         "SELECT path FROM msgid WHERE msgid = ?1 AND device = ?2",
+        "UPDATE OR REPLACE msgid SET path = ?2 WHERE path = ?1",
     };
-    sqlite3_stmt **targets[] = {&s.insert, &s.erase, &s.select};
-    for (size_t i = 0; i < 3; ++i) {
+    sqlite3_stmt **targets[] = {&s.insert, &s.erase, &s.select, &s.move};
+    for (size_t i = 0; i < 4; ++i) {
         *code = sqlite3_prepare_v2(s.db, statements[i], -1, targets[i], nullptr);
         if (*code != SQLITE_OK)
             return false;
@@ -232,7 +277,14 @@ bool openOnce(STATE &s, const std::string &where, int *code) {
         *code = step;
         return false;
     }
-    if (!existed || !built || (!s.root.empty() && builtRoot != s.root)) {
+    *code = sqlite3_prepare_v2(s.db, "SELECT value FROM meta WHERE key = 'clean'", -1, &statement,
+                               nullptr);
+    if (*code != SQLITE_OK)
+        return false;
+    step = sqlite3_step(statement);
+    bool crashed = step == SQLITE_ROW && sqlite3_column_int(statement, 0) == 0;
+    sqlite3_finalize(statement);
+    if (!existed || !built || crashed || (!s.root.empty() && builtRoot != s.root)) {
         if (!rebuildLocked(s)) {
             *code = sqlite3_errcode(s.db);
             return false;
@@ -240,13 +292,15 @@ bool openOnce(STATE &s, const std::string &where, int *code) {
     } else if (s.root.empty()) {
         s.root = builtRoot;
     }
-    struct stat info {};
-    if (stat(where.c_str(), &info) != 0) {
+    if (!cleanMark(s, false)) {
+        *code = sqlite3_errcode(s.db);
+        return false;
+    }
+    s.watch = ::open(where.c_str(), O_RDONLY | O_CLOEXEC);
+    if (s.watch < 0) {
         *code = SQLITE_CANTOPEN;
         return false;
     }
-    s.device = info.st_dev;
-    s.inode = info.st_ino;
     s.opened = where;
     return true;
 }
@@ -257,8 +311,7 @@ bool ready(STATE &s) {
     std::string where = locationGet();
     if (s.db != nullptr) {
         struct stat info {};
-        if (where == s.opened && stat(where.c_str(), &info) == 0 && info.st_dev == s.device &&
-            info.st_ino == s.inode)
+        if (where == s.opened && fstat(s.watch, &info) == 0 && info.st_nlink > 0)
             return true;
         closeLocked(s);
     }
@@ -283,6 +336,38 @@ void checkStep(STATE &s, int code) {
         closeLocked(s);
         unlinkFiles(where);
     }
+}
+
+void flusher() {
+    STATE &s = state();
+    std::unique_lock hold(s.lock);
+    for (;;) {
+        s.batchStarted.wait(hold, [&s] { return s.batchOpen; });
+        while (s.batchOpen && CLOCK::now() < s.batchSince + kBatchAge)
+            s.batchStarted.wait_until(hold, s.batchSince + kBatchAge);
+        if (s.batchOpen)
+            commitLocked(s);
+    }
+}
+
+// Opens a batch for the change about to be made; without one the change commits by itself.
+void batchJoin(STATE &s) {
+    if (s.batchOpen || s.db == nullptr || !exec(s, "BEGIN IMMEDIATE"))
+        return;
+    s.batchOpen = true;
+    s.batchRows = 0;
+    s.batchSince = CLOCK::now();
+    if (s.flusherProcess != getpid()) {
+        s.flusherProcess = getpid();
+        std::thread(flusher).detach();
+    }
+    s.batchStarted.notify_one();
+}
+
+void batchCount(STATE &s, int rows) {
+    s.batchRows += rows;
+    if (s.batchOpen && s.batchRows >= kBatchRows)
+        commitLocked(s);
 }
 
 void eraseLocked(STATE &s, const std::string &path) {
@@ -319,16 +404,15 @@ std::vector<std::string> below(STATE &s, const std::string &directory) {
     return paths;
 }
 
-void renameLocked(STATE &s, const std::string &from, const std::string &to) {
-    sqlite3_stmt *statement = nullptr;
-    if (sqlite3_prepare_v2(s.db, "UPDATE OR REPLACE msgid SET path = ?2 WHERE path = ?1", -1,
-                           &statement, nullptr) != SQLITE_OK)
-        return;
-    bindBlob(statement, 1, from);
-    bindBlob(statement, 2, to);
-    int code = sqlite3_step(statement);
-    sqlite3_finalize(statement);
+// Moves the row of from to to; the number of rows moved (0 or 1).
+int renameLocked(STATE &s, const std::string &from, const std::string &to) {
+    sqlite3_reset(s.move);
+    bindBlob(s.move, 1, from);
+    bindBlob(s.move, 2, to);
+    int code = sqlite3_step(s.move);
+    sqlite3_reset(s.move);
     checkStep(s, code);
+    return code == SQLITE_DONE && s.db != nullptr ? sqlite3_changes(s.db) : 0;
 }
 
 } // namespace
@@ -378,15 +462,34 @@ bool MSGIDINDEX::lookup(int64_t device, std::string_view msgid, std::vector<std:
 void MSGIDINDEX::fileSync(const char *path) {
     STATE &s = state();
     std::lock_guard hold(s.lock);
-    if (ready(s))
-        syncLocked(s, absolute(path));
+    if (!ready(s))
+        return;
+    batchJoin(s);
+    syncLocked(s, absolute(path));
+    batchCount(s, 1);
+}
+
+void MSGIDINDEX::fileRename(const char *from, const char *to) {
+    STATE &s = state();
+    std::lock_guard hold(s.lock);
+    if (!ready(s))
+        return;
+    batchJoin(s);
+    std::string target = absolute(to);
+    // The file had no row under its old name: record what it carries.
+    if (renameLocked(s, absolute(from), target) == 0 && s.db != nullptr)
+        syncLocked(s, target);
+    batchCount(s, 1);
 }
 
 void MSGIDINDEX::fileRemove(const char *path) {
     STATE &s = state();
     std::lock_guard hold(s.lock);
-    if (ready(s))
-        eraseLocked(s, absolute(path));
+    if (!ready(s))
+        return;
+    batchJoin(s);
+    eraseLocked(s, absolute(path));
+    batchCount(s, 1);
 }
 
 void MSGIDINDEX::dirRename(const char *from, const char *to) {
@@ -399,11 +502,10 @@ void MSGIDINDEX::dirRename(const char *from, const char *to) {
     std::vector<std::string> paths = below(s, source);
     if (paths.empty())
         return;
-    exec(s, "BEGIN IMMEDIATE");
+    batchJoin(s);
     for (const std::string &path : paths)
         renameLocked(s, path, target + path.substr(source.size()));
-    if (s.db != nullptr)
-        exec(s, "COMMIT");
+    batchCount(s, int(paths.size()));
 }
 
 void MSGIDINDEX::dirRemove(const char *path) {
@@ -416,11 +518,13 @@ void MSGIDINDEX::dirRemove(const char *path) {
     if (sqlite3_prepare_v2(s.db, "DELETE FROM msgid WHERE path >= ?1 AND path < ?2", -1, &statement,
                            nullptr) != SQLITE_OK)
         return;
+    batchJoin(s);
     bindBlob(statement, 1, directory + "/");
     bindBlob(statement, 2, directory + "0");
     int code = sqlite3_step(statement);
     sqlite3_finalize(statement);
     checkStep(s, code);
+    batchCount(s, s.db != nullptr ? sqlite3_changes(s.db) : 0);
 }
 
 bool MSGIDINDEX::rebuild() {

@@ -35,6 +35,8 @@ public:
     // dropped when the file carries none or is gone. Called after every change to the file
     // (both names of a rename), it keeps the index true whatever order writers run in.
     static void fileSync(const char *path);
+    // A file renamed from one name to the other: its row moves along (the file is the same).
+    static void fileRename(const char *from, const char *to);
     static void fileRemove(const char *path);
     // Everything below a directory that was renamed or removed.
     static void dirRename(const char *from, const char *to);

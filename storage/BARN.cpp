@@ -68,7 +68,14 @@ bool BARN::start() {
 
 void BARN::stop() {
     barnThread.stop();
+    // Every other thread has stopped: what the index batched and the counts filing kept in
+    // memory are written now.
+    MSGIDINDEX::close();
     CRITSECT_HOLD hold(fLock);
+    for (const auto &[number, save] : fCountSave)
+        if (NODE *node = _findLocked(number); node != nullptr && save.pending)
+            nodeAttrWrite(node);
+    fCountSave.clear();
     if (fList != nullptr) {
         for (NODE *node : *fList)
             delete node;

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <vector>
 
 #include "base/CRITSECT.h"
@@ -51,6 +52,8 @@ public:
     static constexpr size_t kNameMax = 72;
     static constexpr size_t kPathMax = 300;
     static constexpr int64_t kNodeNone = -1;
+    // How often filing messages writes a node's count and next file number (microseconds).
+    static constexpr int64_t kCountSaveInterval = 1'000'000;
 
     // Sizes of the server account fields, each without its terminating zero.
     static constexpr size_t kHostnameMax = 70;
@@ -224,7 +227,9 @@ public:
     // Creates the temporary message file the transfer thread writes an article into.
     bool messageCreate(TEXTFILE *file);
     // Moves the temporary message file into the node (which must have a parent) under a
-    // free name; an unread message raises the node's unread count.
+    // free name; an unread message raises the node's unread count. The count and the next
+    // file number change in memory and reach the disk at most once per kCountSaveInterval
+    // (a download files thousands of messages a second), and at stop.
     bool messageMove(long long number, bool read);
     // Moves a posted message from "Outbox" into "Sent Messages".
     bool messageSent(const char *path);
@@ -257,6 +262,13 @@ private:
     UNREADFUNC fUnread = nullptr;
     long long fVolume = -10;
     uint32_t fSentLast = 0; // where the search for a free name in "Sent Messages" goes on
+    // Nodes whose count or next file number filing changed: when they were last written
+    // (tick count) and whether memory has moved on since.
+    struct COUNTSAVE {
+        int64_t written = 0;
+        bool pending = false;
+    };
+    std::map<long long, COUNTSAVE> fCountSave;
 
     // Helpers whose names end in "Locked" expect fLock to be held.
     NODE *_findLocked(int64_t number) const;

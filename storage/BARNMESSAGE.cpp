@@ -8,6 +8,7 @@
 #include "base/ALERT.h"
 #include "base/STR.h"
 #include "base/TEXTFILE.h"
+#include "base/TIMEBASE.h"
 #include "message/VMSG.h"
 #include "storage/BARN.h"
 #include "storage/BARNFILE.h"
@@ -61,12 +62,19 @@ bool BARN::messageMove(long long number, bool read) {
             copy.group.nextFile = last;
         if (!read && copy.unread < kUnreadMax)
             ++copy.unread;
-        // Kept on disk at once, so the count and the number hint survive a crash; a failed
-        // write (shown by nodeAttrWrite) leaves the tree as it was, the file stays filed.
-        if (nodeCompare(&copy, node) || !nodeAttrWrite(&copy))
+        if (nodeCompare(&copy, node))
             return true;
         notify = copy.unread != node->unread;
         nodeCopy(node, &copy);
+        // Written now and then rather than per message, so a crash loses little of the count
+        // (the next file number is only where the search for a free name starts).
+        COUNTSAVE &save = fCountSave[number];
+        int64_t now = TIMEBASE::tickCount();
+        save.pending = true;
+        if (now - save.written >= kCountSaveInterval && nodeAttrWrite(&copy)) {
+            save.written = now;
+            save.pending = false;
+        }
     }
     if (notify)
         _notify(copy);

@@ -1,13 +1,17 @@
 // The Message-ID index behind DISKFILE::query: kept true through every file operation.
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include "base/DISKFILE.h"
@@ -238,3 +242,41 @@ TEST_F(MSGIDINDEXTest, ScanPassesOverPathsTooLongToName) {
 }
 
 } // namespace
+
+// Rows are committed in batches. One that waits is committed without being asked, so another
+// reader of the file sees it; one lost with a crashed process is found again by a scan.
+TEST_F(MSGIDINDEXTest, BatchesReachTheFileAndACrashLeadsToARescan) {
+    std::string early = store + "/news/a/early.vmf";
+    message(early, "<early@x>");
+    sqlite3 *reader = nullptr;
+    ASSERT_EQ(
+        sqlite3_open_v2(MSGIDINDEX::location().c_str(), &reader, SQLITE_OPEN_READONLY, nullptr),
+        SQLITE_OK);
+    int rows = 0;
+    for (int tries = 0; tries < 200 && rows == 0; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        sqlite3_exec(
+            reader, "SELECT count(*) FROM msgid",
+            [](void *data, int, char **values, char **) {
+                *static_cast<int *>(data) = atoi(values[0]);
+                return 0;
+            },
+            &rows, nullptr);
+    }
+    sqlite3_close(reader);
+    EXPECT_EQ(rows, 1) << "the batch was never committed";
+
+    // The child files a message and dies before its batch is committed.
+    MSGIDINDEX::close();
+    std::string lost = store + "/news/b/lost.vmf";
+    pid_t child = fork();
+    if (child == 0) {
+        message(lost, "<lost@x>");
+        _exit(MSGIDINDEX::count() == 2 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(find("<lost@x>"), PATHS{lost});
+    EXPECT_EQ(find("<early@x>"), PATHS{early});
+}

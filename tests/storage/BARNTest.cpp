@@ -305,6 +305,15 @@ TEST_F(BARNTest, MessagesAreFiledCountedAndSent) {
     EXPECT_EQ(node.group.nextFile, 999'999u);
     EXPECT_TRUE(exists(std::string(node.path) + "/VM999999.vmf"));
     EXPECT_FALSE(exists(temp));
+    // Filed in quick succession, the later counts live in memory until the stop writes them.
+    for (int i = 0; i < 3; ++i) {
+        messageWrite(news(), "VM000000.vmf");
+        ASSERT_TRUE(barn.messageMove(group, i == 1));
+    }
+    ASSERT_TRUE(restart());
+    ASSERT_TRUE(barn.nodeRead(&node, group));
+    EXPECT_EQ(node.unread, 3u) << "a read message adds nothing";
+    EXPECT_EQ(node.group.nextFile, 999'996u);
     long long drafts;
     ASSERT_TRUE(barn.folderFixedNode(FIXEDFOLDER::Drafts, &drafts));
     messageWrite(news(), "VM000000.vmf");
