@@ -3,87 +3,63 @@
 
 #include <gtest/gtest.h>
 #include <string>
+#include <tuple>
 
 namespace {
 
-std::string encode(const std::string &bytes, size_t size = 256) {
-    std::string out(size, '\0');
-    size_t n = BINTEXT::base64Encode(bytes.data(), bytes.size(), out.data(), size, true);
-    EXPECT_EQ(out[n], '\0');
+enum CODEC { Encode, Decode, Uudecode };
+
+// Runs a codec into a buffer of size followed by guard bytes, which must stay untouched.
+std::string run(CODEC codec, const std::string &in, bool binary, size_t size = 1024) {
+    std::string out(size + 8, '#');
+    const size_t n = codec == Encode
+                         ? BINTEXT::base64Encode(in.data(), in.size(), out.data(), size, binary)
+                     : codec == Decode ? BINTEXT::base64Decode(in.c_str(), out.data(), size, binary)
+                                       : BINTEXT::uuDecode(in.c_str(), out.data(), size, binary);
+    EXPECT_EQ(out.substr(size), std::string(8, '#')) << "wrote past the buffer";
+    EXPECT_TRUE(size == 0 || n < size);
+    if (codec == Encode && size > 0) {
+        EXPECT_EQ(out[n], '\0');
+    }
     return out.substr(0, n);
 }
 
-std::string decode(const char *text, bool binary, size_t size = 256) {
-    std::string out(size, '\0');
-    size_t n = BINTEXT::base64Decode(text, out.data(), size, binary);
-    return out.substr(0, n);
-}
-
-std::string uu(const char *line, bool binary, size_t size = 256) {
-    std::string out(size, '\0');
-    size_t n = BINTEXT::uuDecode(line, out.data(), size, binary);
-    return out.substr(0, n);
-}
-
-TEST(BINTEXT, Base64Examples) {
-    struct Case {
-        const char *plain;
-        const char *encoded;
-    } cases[] = {
+TEST(BINTEXT, Base64) {
+    const std::pair<const char *, const char *> examples[] = {
         {"Man", "TWFu"},
         {"Ma", "TWE="},
         {"M", "TQ=="},
         {"", ""},
-        {"Hello, world!", "SGVsbG8sIHdvcmxkIQ=="},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.plain);
-        EXPECT_EQ(encode(c.plain), c.encoded);
-        char text[64];
-        BINTEXT::base64Encode(c.plain, 0, text, sizeof(text), false);
-        EXPECT_STREQ(text, c.encoded);
-        EXPECT_EQ(decode(c.encoded, true), c.plain);
+        {"Hello, world!", "SGVsbG8sIHdvcmxkIQ=="}};
+    for (const auto &[plain, encoded] : examples) {
+        EXPECT_EQ(run(Encode, plain, true), encoded);
+        EXPECT_EQ(run(Encode, plain, false), encoded);
+        EXPECT_EQ(run(Decode, encoded, true), plain);
     }
-    EXPECT_EQ(decode("TW Fu", false), "Man");
-    EXPECT_EQ(decode("TQ", false), "M");
-    EXPECT_EQ(decode("T", false), "");
-    EXPECT_EQ(decode("TW\r\nFu\n", false), "Man");
-    // A tab decoded in text mode would break a header line; binary keeps it.
-    EXPECT_EQ(decode("CQ==", false), " ");
-    EXPECT_EQ(decode("CQ==", true), "\t");
+    // Characters outside the alphabet are skipped. A tab decoded in text mode would break a
+    // header line; binary keeps it.
+    const std::tuple<const char *, bool, const char *> decodes[] = {
+        {"TW Fu", false, "Man"},      {"TQ", false, "M"},   {"T", false, ""},
+        {"TW\r\nFu\n", false, "Man"}, {"CQ==", false, " "}, {"CQ==", true, "\t"}};
+    for (const auto &[text, binary, plain] : decodes)
+        EXPECT_EQ(run(Decode, text, binary), plain) << text;
     EXPECT_EQ(BINTEXT::base64DecodeChar('='), BINTEXT::kInvalid);
-    EXPECT_EQ(BINTEXT::base64DecodeChar('/'), 63);
-}
 
-TEST(BINTEXT, Base64RoundTripEveryByte) {
     std::string bytes;
     for (int i = 0; i < 256; i++)
         bytes += static_cast<char>(i);
-    std::string text = encode(bytes, 1024);
+    const std::string text = run(Encode, bytes, true);
     EXPECT_EQ(text.size(), 344u);
-    EXPECT_EQ(decode(text.c_str(), true, 1024), bytes);
-}
-
-TEST(BINTEXT, Base64StaysInsideSmallBuffers) {
-    std::string bytes(100, 'x');
+    EXPECT_EQ(run(Decode, text, true), bytes);
     for (size_t size : {0u, 1u, 6u, 7u, 10u, 11u, 16u}) {
         SCOPED_TRACE(size);
-        std::string out(size + 8, '#');
-        size_t n = BINTEXT::base64Encode(bytes.data(), bytes.size(), out.data(), size, true);
-        EXPECT_TRUE(size == 0 || n < size);
-        EXPECT_EQ(out.substr(size), std::string(8, '#'));
-        std::string back(size + 8, '#');
-        n = BINTEXT::base64Decode("eHh4eHh4eHh4eHh4eHh4eHh4", back.data(), size, false);
-        EXPECT_TRUE(size == 0 || n < size);
-        EXPECT_EQ(back.substr(size), std::string(8, '#'));
+        run(Encode, std::string(100, 'x'), true, size);
+        run(Decode, "eHh4eHh4eHh4eHh4eHh4eHh4", false, size);
     }
 }
 
-TEST(BINTEXT, UudecodeLines) {
-    struct Case {
-        const char *line;
-        std::string bytes;
-    } cases[] = {
+TEST(BINTEXT, Uudecode) {
+    const std::pair<const char *, std::string> cases[] = {
         {"#0V%T", "Cat"},
         {",2&5L;&\\L('=O<FQD", "Hello, world"},
         {"`", ""},
@@ -93,64 +69,44 @@ TEST(BINTEXT, UudecodeLines) {
         {"*2&5L;&\\L('=O<FQD", "Hello, world"},
         {"#0V%T~~~", "Cat"},
     };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.line);
-        EXPECT_EQ(uu(c.line, true), c.bytes);
-    }
+    for (const auto &[line, bytes] : cases)
+        EXPECT_EQ(run(Uudecode, line, true), bytes) << line;
     std::string all;
     for (int i = 0; i < 45; i++)
         all += static_cast<char>(i);
     const char *line = "M  $\" P0%!@<(\"0H+# T.#Q 1$A,4%187&!D:&QP='A\\@(2(C)\"4F)R@I*BLL";
-    EXPECT_EQ(uu(line, true), all);
+    EXPECT_EQ(run(Uudecode, line, true), all);
     EXPECT_TRUE(BINTEXT::uuLineData(line));
-    std::string text = uu(line, false);
+    const std::string text = run(Uudecode, line, false);
     EXPECT_EQ(text.find('\0'), std::string::npos);
     EXPECT_EQ(text[9], ' ');
 }
 
 TEST(BINTEXT, LineRecognisers) {
-    std::string name;
-    struct Start {
-        const char *line;
-        bool begin;
-        const char *name;
-    } starts[] = {
-        {"begin 644 file.txt", true, "file.txt"},
-        {"BEGIN 644 x", true, "x"},
-        {"begin\t600\tpic one.jpg", true, "pic"},
-        {"begin 644 file.txt\r\n", true, "file.txt"},
-        {"begin 0644 file.txt", false, ""},
-        {"begin 644", false, ""},
-        {"begin 64a x", false, ""},
-        {"beginning 644 x", false, ""},
-        {"begin 644 ../../etc/passwd", true, "passwd"},
+    const std::pair<const char *, const char *> starts[] = {
+        {"begin 644 file.txt", "file.txt"},
+        {"BEGIN 644 x", "x"},
+        {"begin\t600\tpic one.jpg", "pic"},
+        {"begin 644 file.txt\r\n", "file.txt"},
+        {"begin 644 ../../etc/passwd", "passwd"},
+        {"begin 0644 file.txt", nullptr},
+        {"begin 644", nullptr},
+        {"begin 64a x", nullptr},
+        {"beginning 644 x", nullptr},
     };
-    for (const auto &s : starts) {
-        SCOPED_TRACE(s.line);
-        EXPECT_EQ(BINTEXT::uuLineStart(s.line, &name), s.begin);
-        EXPECT_EQ(name, s.name);
-        EXPECT_EQ(BINTEXT::uuLineStart(s.line, nullptr), s.begin);
+    for (const auto &[line, name] : starts) {
+        std::string found = "stale";
+        EXPECT_EQ(BINTEXT::uuLineStart(line, &found), name != nullptr) << line;
+        EXPECT_EQ(found, name != nullptr ? name : "") << line;
+        EXPECT_EQ(BINTEXT::uuLineStart(line, nullptr), name != nullptr) << line;
     }
-    struct Data {
-        const char *line;
-        bool data;
-    } data[] = {
-        {"MABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCD", true},
-        {"> MABCD", false},
-        {" ABC", false},
-        {"&amp;", false},
-        {"", false},
-        {"`", true},
-        {"#0V%T", true},
-        {"#0V%T\n", true},
-        {"*2&5L;&\\L('=O<FQD", false}, // padded past its count: deliberately not data
-        {"#0V%t", false},
-        {"Hello there", false},
-    };
-    for (const auto &d : data) {
-        SCOPED_TRACE(d.line);
-        EXPECT_EQ(BINTEXT::uuLineData(d.line), d.data);
-    }
+    for (const char *data :
+         {"MABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCDABCD", "`", "#0V%T", "#0V%T\n"})
+        EXPECT_TRUE(BINTEXT::uuLineData(data)) << data;
+    // A line padded past its count is deliberately not data.
+    for (const char *text :
+         {"> MABCD", " ABC", "&amp;", "", "*2&5L;&\\L('=O<FQD", "#0V%t", "Hello there"})
+        EXPECT_FALSE(BINTEXT::uuLineData(text)) << text;
     for (const char *line : {"end", "END", "end ", "end\t", "end\n", "end\r\n"})
         EXPECT_TRUE(BINTEXT::uuLineStop(line)) << line;
     for (const char *line : {"ending", "en", "", " end"})
