@@ -5,16 +5,13 @@
 #include <string>
 
 #include "app/BARNINFO.h"
-#include "app/PATHMGR.h"
 #include "app/SETTINGS.h"
 #include "tests/support/TestHome.h"
 
 namespace {
-using PATHFUNC = void (*)(char *, unsigned long);
-
 struct PATHCASE {
     const char *name;
-    PATHFUNC build;
+    void (*build)(char *, unsigned long);
     const char *expected; // below the root
 };
 
@@ -66,7 +63,22 @@ INSTANTIATE_TEST_SUITE_P(BarnInfo, BarnPath, testing::ValuesIn(kPathCases),
                              return std::string(info.param.name);
                          });
 
-TEST(BarnInfo, LongPathsAreCutAtTheBuffer) {
+class BarnInfo : public testing::Test {
+protected:
+    void SetUp() override { SETTINGS::reset(); }
+    void TearDown() override { SETTINGS::reset(); }
+};
+
+TEST_F(BarnInfo, DefaultsFollowTheHomeDirectory) {
+    EXPECT_EQ(std::string(SETTINGS::storage.path), testhome::path() + "/VellowickData");
+    EXPECT_EQ(std::string(SETTINGS::storage.savePath), testhome::path());
+    EXPECT_EQ(std::string(SETTINGS::signature.filename), testhome::path() + "/sig.txt");
+    EXPECT_EQ(BARNINFO::downloadGet(), GROUPDOWNLOAD::HeadersOnly);
+    BARNINFO::downloadSet(GROUPDOWNLOAD::HeadersAndBodies);
+    EXPECT_EQ(SETTINGS::storage.downloadDefault, 3u);
+}
+
+TEST_F(BarnInfo, LongPathsAreCutAtTheBuffer) {
     std::string root = "/" + std::string(78, 'r');
     std::strcpy(SETTINGS::storage.path, root.c_str());
     char path[BARNINFO::kPathSize];
@@ -77,83 +89,50 @@ TEST(BarnInfo, LongPathsAreCutAtTheBuffer) {
     char tiny[5];
     BARNINFO::pathDrafts(tiny, sizeof tiny);
     EXPECT_STREQ(tiny, "/rrr");
-    SETTINGS::reset();
 }
 
-TEST(BarnInfo, DefaultsFollowTheHomeDirectory) {
-    SETTINGS::reset();
-    EXPECT_EQ(std::string(SETTINGS::storage.path), testhome::path() + "/VellowickData");
-    EXPECT_EQ(std::string(SETTINGS::storage.savePath), testhome::path());
-    EXPECT_EQ(std::string(SETTINGS::signature.filename), testhome::path() + "/sig.txt");
-    EXPECT_STREQ(pathMgr.pathHome(), testhome::path().c_str());
-    EXPECT_EQ(std::string(pathMgr.prefDir()), testhome::path() + "/.config");
-}
-
-struct LIMITCASE {
-    bool limit;
-    uint32_t articles;
-    uint32_t headers;
-    unsigned long maxArticles;
-    unsigned long maxHeaders;
-};
-
-TEST(BarnInfo, DownloadMaximum) {
-    const LIMITCASE cases[] = {
-        {true, 200, 300, 200, 300},
-        {true, 0, 300, 20'000'000, 300},
-        {false, 200, 300, 20'000'000, 20'000'000},
-        {true, 50000, 0, 50000, 20'000'000},
-    };
-    for (const LIMITCASE &c : cases) {
+TEST_F(BarnInfo, DownloadMaximum) {
+    const struct {
+        bool limit;
+        uint32_t articles, headers;
+        unsigned long maxArticles, maxHeaders;
+    } cases[] = {{true, 200, 300, 200, 300},
+                 {true, 0, 300, 20'000'000, 300},
+                 {false, 200, 300, 20'000'000, 20'000'000},
+                 {true, 50000, 0, 50000, 20'000'000}};
+    for (const auto &c : cases) {
         SETTINGS::storage.downloadLimit = c.limit;
         SETTINGS::storage.downloadArticles = c.articles;
         SETTINGS::storage.downloadHeaders = c.headers;
         EXPECT_EQ(BARNINFO::downloadMax(true), c.maxArticles) << c.articles;
         EXPECT_EQ(BARNINFO::downloadMax(false), c.maxHeaders) << c.headers;
     }
-    SETTINGS::reset();
 }
 
-TEST(BarnInfo, SavePathKeepsItsLimitAndIgnoresEmpty) {
-    BARNINFO::savePathSet("/srv/files/");
+TEST_F(BarnInfo, SavePathKeepsItsLimitAndIgnoresEmpty) {
     char path[BARNINFO::kPathSize];
-    BARNINFO::savePathGet(path, sizeof path);
-    EXPECT_STREQ(path, "/srv/files");
-    BARNINFO::savePathSet("");
-    BARNINFO::savePathGet(path, sizeof path);
-    EXPECT_STREQ(path, "/srv/files");
+    for (const char *given : {"/srv/files/", ""}) {
+        BARNINFO::savePathSet(given);
+        BARNINFO::savePathGet(path, sizeof path);
+        EXPECT_STREQ(path, "/srv/files") << given;
+    }
     BARNINFO::savePathSet(("/" + std::string(299, 'x')).c_str());
     EXPECT_EQ(std::strlen(SETTINGS::storage.savePath), SETTINGS::kSavePathMax);
-    SETTINGS::reset();
 }
 
-TEST(BarnInfo, SignatureRules) {
-    SETTINGS::reset();
+TEST_F(BarnInfo, SignatureNeedsTheSwitchAndAFileName) {
     bool reply = true;
     SETTINGS::signature.enabled = false;
     SETTINGS::signature.reply = true;
     EXPECT_EQ(BARNINFO::sigFile(&reply), nullptr);
     EXPECT_FALSE(reply);
-
     SETTINGS::signature.enabled = true;
     EXPECT_EQ(std::string(BARNINFO::sigFile(&reply)), testhome::path() + "/sig.txt");
     EXPECT_TRUE(reply);
-
     SETTINGS::signature.filename[0] = '\0';
     EXPECT_EQ(BARNINFO::sigFile(&reply), nullptr);
     EXPECT_FALSE(reply);
     EXPECT_FALSE(SETTINGS::signature.enabled) << "an empty file name switches it off";
     EXPECT_FALSE(SETTINGS::signature.reply);
-    SETTINGS::reset();
-}
-
-TEST(BarnInfo, DownloadDefaultAndRetention) {
-    SETTINGS::reset();
-    EXPECT_EQ(BARNINFO::downloadGet(), GROUPDOWNLOAD::HeadersOnly);
-    BARNINFO::downloadSet(GROUPDOWNLOAD::HeadersAndBodies);
-    EXPECT_EQ(SETTINGS::storage.downloadDefault, 3u);
-    EXPECT_EQ(BARNINFO::messageRetention(), 10);
-    EXPECT_EQ(BARNINFO::charsetGet(), IMsg::CharsetISO1);
-    SETTINGS::reset();
 }
 } // namespace

@@ -74,50 +74,41 @@ public:
 
 class BEAPPStart : public testing::Test {
 protected:
-    void SetUp() override { appStarted = false; }
     void TearDown() override { THREAD::stop(); }
 };
 
-TEST_F(BEAPPStart, FullStartRunsEveryStepThenReleasesWorkers) {
-    FAKEHOST host;
-    BEAPP app(&host);
-    ASSERT_TRUE(app.start());
-    EXPECT_TRUE(appStarted);
-    EXPECT_TRUE(THREAD::running());
-    EXPECT_EQ(app.stepsStarted(), BEAPP::kStepCount);
-    EXPECT_EQ(host.calls, (std::vector<std::string>{"help", "window Vellowick News"}))
-        << "workers must still be held while the window is created";
-    app.stop();
-    EXPECT_FALSE(THREAD::running());
-    EXPECT_EQ(THREAD::count(), 0u);
-}
-
-TEST_F(BEAPPStart, FailedHelpCheckStopsBeforeThreads) {
-    FAKEHOST host;
-    host.helpOk = false;
-    BEAPP app(&host);
-    EXPECT_FALSE(app.start());
-    EXPECT_EQ(app.stepsStarted(), 0u);
-    EXPECT_EQ(host.calls, std::vector<std::string>{"help"});
-    EXPECT_FALSE(appStarted);
-    app.stop();
-    EXPECT_FALSE(THREAD::running());
-}
-
-TEST_F(BEAPPStart, FailedWindowLeavesWorkersHeldAndNotStarted) {
-    FAKEHOST host;
-    host.windowOk = false;
-    BEAPP app(&host);
-    EXPECT_FALSE(app.start());
-    EXPECT_FALSE(appStarted);
-    EXPECT_FALSE(THREAD::running());
-    app.stop();
-}
-
-TEST_F(BEAPPStart, StopWithoutStartIsSafe) {
-    BEAPP app;
-    app.stop();
-    app.stop();
+// The window is created while the workers are still held; a failed step ends the start there.
+TEST_F(BEAPPStart, StepsInOrderAndFailuresStopTheStart) {
+    const std::vector<std::string> helpAndWindow = {"help", "window Vellowick News"};
+    const struct {
+        const char *name;
+        bool helpOk, windowOk, started;
+        std::vector<std::string> calls;
+    } cases[] = {{"full", true, true, true, helpAndWindow},
+                 {"help fails", false, true, false, {"help"}},
+                 {"window fails", true, false, false, helpAndWindow}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        appStarted = false;
+        FAKEHOST host;
+        host.helpOk = c.helpOk;
+        host.windowOk = c.windowOk;
+        BEAPP app(&host);
+        EXPECT_EQ(app.start(), c.started);
+        EXPECT_EQ(appStarted, c.started);
+        EXPECT_EQ(THREAD::running(), c.started);
+        EXPECT_EQ(host.calls, c.calls);
+        if (c.started || !c.helpOk) {
+            EXPECT_EQ(app.stepsStarted(), c.started ? BEAPP::kStepCount : 0u);
+        }
+        app.stop();
+        EXPECT_FALSE(THREAD::running());
+        EXPECT_EQ(THREAD::count(), 0u);
+    }
+    appStarted = false;
+    BEAPP bare;
+    bare.stop();
+    bare.stop();
     EXPECT_FALSE(appStarted);
 }
 } // namespace

@@ -48,13 +48,16 @@ protected:
         SETTINGS::reset();
     }
 
-    // One run of the program, as a new process: start, and stop whatever happened.
-    bool run(bool windowOk = true) {
+    // One run of the program, as a new process: start, change a setting when asked, and stop
+    // whatever happened.
+    bool run(bool windowOk = true, bool change = false) {
         appStarted = false;
         HOST host;
         host.windowOk = windowOk;
         BEAPP app(&host);
         bool started = app.start();
+        if (change)
+            SETTINGS::message.lineLength = 60;
         app.stop();
         return started;
     }
@@ -78,28 +81,13 @@ TEST_F(InitStart, FirstRunWritesDefaultsAndWelcomesThenLaterRunsChangeNothing) {
     EXPECT_EQ(testfiles::text(fPath), first);
 }
 
-TEST_F(InitStart, ChangedSettingsAreWrittenAtStop) {
-    ASSERT_TRUE(run());
-    appStarted = false;
-    HOST host;
-    BEAPP app(&host);
-    ASSERT_TRUE(app.start());
-    SETTINGS::message.lineLength = 60;
-    app.stop();
-    EXPECT_NE(testfiles::text(fPath).find("\nLineLength = 60 "), std::string::npos);
-}
-
-TEST_F(InitStart, FailedStartLeavesTheFileUntouched) {
+TEST_F(InitStart, ChangesAreWrittenAtStopOnlyAfterAFullStart) {
     ASSERT_TRUE(run());
     std::string before = testfiles::text(fPath);
-    appStarted = false;
-    HOST host;
-    host.windowOk = false;
-    BEAPP app(&host);
-    EXPECT_FALSE(app.start());
-    SETTINGS::message.lineLength = 60;
-    app.stop();
+    EXPECT_FALSE(run(false, true));
     EXPECT_EQ(testfiles::text(fPath), before);
+    ASSERT_TRUE(run(true, true));
+    EXPECT_NE(testfiles::text(fPath).find("\nLineLength = 60 "), std::string::npos);
 }
 
 TEST_F(InitStart, UninstallRemovesTypesAndIndexUntilTheNextStart) {
@@ -107,22 +95,16 @@ TEST_F(InitStart, UninstallRemovesTypesAndIndexUntilTheNextStart) {
     const std::string message = BEMIME::packagePath("text/x-vellowick");
     const std::string settings = BEMIME::packagePath(INITFILE::kMimeType);
     const std::string link = BEMIME::packagePath("application/x-vnd.Be.URL.news");
-    EXPECT_TRUE(std::filesystem::exists(message));
-    EXPECT_TRUE(std::filesystem::exists(settings));
-    EXPECT_TRUE(std::filesystem::exists(link));
     MSGIDINDEX::count(); // the index comes into being on first use
-    ASSERT_TRUE(std::filesystem::exists(MSGIDINDEX::location()));
-
+    for (const std::string &path : {message, settings, link, MSGIDINDEX::location()})
+        EXPECT_TRUE(std::filesystem::exists(path)) << path;
     BEAPP app;
     EXPECT_TRUE(app.uninstall());
-    EXPECT_FALSE(std::filesystem::exists(message));
-    EXPECT_FALSE(std::filesystem::exists(settings));
-    EXPECT_FALSE(std::filesystem::exists(MSGIDINDEX::location()));
+    for (const std::string &path : {message, settings, MSGIDINDEX::location()})
+        EXPECT_FALSE(std::filesystem::exists(path)) << path;
     EXPECT_TRUE(std::filesystem::exists(link)) << "link types stay";
-
     ASSERT_TRUE(run());
-    EXPECT_TRUE(std::filesystem::exists(message));
-    EXPECT_TRUE(std::filesystem::exists(settings));
+    EXPECT_TRUE(std::filesystem::exists(message) && std::filesystem::exists(settings));
 }
 
 // Files a user might end up with: start fails with one alert and the file stays as it was.
@@ -143,10 +125,9 @@ const BROKENCASE kBrokenCases[] = {
     {"one_long_line", [] { return std::string(100000, 'a'); }},
     {"every_value_invalid",
      [] {
-         std::string text = "[Storage]\nPath = x\nDaysToKeepMessages = many\n"
+         return std::string("[Storage]\nPath = x\nDaysToKeepMessages = many\n"
                             "DownloadDefault = Sometimes\n[Message]\nLineLength = 4000\n"
-                            "[Colors]\nUrlFile = 1 2 999\n[View]\nColumnWidth0001 = 1\n";
-         return text;
+                            "[Colors]\nUrlFile = 1 2 999\n[View]\nColumnWidth0001 = 1\n");
      }},
     {"empty", [] { return std::string(); }},
 };

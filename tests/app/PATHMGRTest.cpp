@@ -9,15 +9,12 @@
 #include "tests/support/TestHome.h"
 
 namespace {
-TEST(PathMgr, DirectoriesFollowTheEnvironment) {
-    EXPECT_EQ(std::string(pathMgr.pathHome()), testhome::path());
-    EXPECT_EQ(std::string(pathMgr.prefDir()), testhome::path() + "/.config");
-    EXPECT_EQ(std::string(pathMgr.dataDir()), testhome::path() + "/.local/share");
-}
-
-TEST(PathMgr, ProgramNameAndFolder) {
-    std::string name = pathMgr.progName();
-    std::string folder = pathMgr.progDir();
+TEST(PathMgr, DirectoriesFollowTheEnvironmentAndTheExecutable) {
+    const std::string home = testhome::path();
+    EXPECT_EQ(std::string(pathMgr.pathHome()), home);
+    EXPECT_EQ(std::string(pathMgr.prefDir()), home + "/.config");
+    EXPECT_EQ(std::string(pathMgr.dataDir()), home + "/.local/share");
+    std::string name = pathMgr.progName(), folder = pathMgr.progDir();
     EXPECT_EQ(name, "test_app_settings") << "found from the running executable";
     EXPECT_TRUE(std::filesystem::is_directory(folder));
     pathMgr.progSet("/opt/vw/bin/vellowick");
@@ -28,31 +25,21 @@ TEST(PathMgr, ProgramNameAndFolder) {
 
 TEST(PathMgr, HomeIsReplacedOnlyByAUsableDirectory) {
     const std::string home = testhome::path();
-    const std::string created = home + "/other/home/";
-    ASSERT_TRUE(pathMgr.homeDir(created.c_str())) << "created when missing";
+    ASSERT_TRUE(pathMgr.homeDir((home + "/other/home/").c_str())) << "created when missing";
     EXPECT_EQ(std::string(pathMgr.pathHome()), home + "/other/home");
-    EXPECT_TRUE(std::filesystem::is_directory(home + "/other/home"));
-
     std::ofstream(home + "/plain-file") << "x";
     EXPECT_FALSE(pathMgr.homeDir((home + "/plain-file/below").c_str()));
     EXPECT_FALSE(pathMgr.homeDir(""));
     EXPECT_EQ(std::string(pathMgr.pathHome()), home + "/other/home") << "left unchanged";
-
     ASSERT_TRUE(pathMgr.homeDir(home.c_str()));
     EXPECT_EQ(std::string(pathMgr.pathHome()), home);
 }
 
-TEST(PathMgr, DirsCreateMakesEveryLevel) {
-    const std::string deep = testhome::path() + "/a/b/c";
+TEST(PathMgr, DirsCreateMakesEveryLevelButRefusesAFileInTheWay) {
+    const std::string deep = testhome::path() + "/a/b/c", file = testhome::path() + "/in-the-way";
     EXPECT_TRUE(PATHMGR::dirsCreate(deep.c_str()));
     EXPECT_TRUE(std::filesystem::is_directory(deep));
     EXPECT_TRUE(PATHMGR::dirsCreate(deep.c_str())) << "existing directories are fine";
-}
-} // namespace
-
-namespace {
-TEST(PathMgr, DirsCreateRefusesAFileInTheWay) {
-    const std::string file = testhome::path() + "/in-the-way";
     std::ofstream(file) << "x";
     EXPECT_FALSE(PATHMGR::dirsCreate(file.c_str()));
     EXPECT_FALSE(PATHMGR::dirsCreate((file + "/below").c_str()));

@@ -17,48 +17,52 @@ using filetest::freshDir;
 using filetest::inode;
 using filetest::writeRaw;
 
-struct CHANGE {
-    int32_t opcode = 0;
-    int64_t node = -2, directory = -2, from = -2, to = -2;
-    std::string name;
-};
+// A change as "opcode node directory from to name", -2 for a field the message lacks.
+std::string changeText(int32_t opcode, int64_t node, int64_t directory, int64_t from, int64_t to,
+                       const std::string &name) {
+    return std::to_string(opcode) + " " + std::to_string(node) + " " + std::to_string(directory) +
+           " " + std::to_string(from) + " " + std::to_string(to) + " " + name;
+}
 
 class RECORDER : public MESSAGETARGET {
 public:
     bool post(const MESSAGE &message) override {
-        CHANGE change;
-        if (message.what != NODEMONITOR::kWhat || !message.findInt32("opcode", &change.opcode))
+        int32_t opcode = 0;
+        int64_t node = -2, directory = -2, from = -2, to = -2;
+        std::string name;
+        if (message.what != NODEMONITOR::kWhat || !message.findInt32("opcode", &opcode))
             return false;
-        message.findInt64("node", &change.node);
-        message.findInt64("directory", &change.directory);
-        message.findInt64("from directory", &change.from);
-        message.findInt64("to directory", &change.to);
-        message.findString("name", &change.name);
+        message.findInt64("node", &node);
+        message.findInt64("directory", &directory);
+        message.findInt64("from directory", &from);
+        message.findInt64("to directory", &to);
+        message.findString("name", &name);
         std::lock_guard hold(fMutex);
-        fChanges.push_back(change);
+        fChanges.push_back(changeText(opcode, node, directory, from, to, name));
         fArrived.notify_all();
         return true;
     }
-    // The next change, waiting up to a second for it.
-    bool next(CHANGE *change) {
+    // The next change, waiting up to a second for it; "none" if none came.
+    std::string next() {
         std::unique_lock hold(fMutex);
         if (!fArrived.wait_for(hold, std::chrono::seconds(1), [&] { return !fChanges.empty(); }))
-            return false;
-        *change = fChanges.front();
+            return "none";
+        std::string change = fChanges.front();
         fChanges.erase(fChanges.begin());
-        return true;
+        return change;
     }
 
 private:
     std::mutex fMutex;
     std::condition_variable fArrived;
-    std::vector<CHANGE> fChanges;
+    std::vector<std::string> fChanges;
 };
 
 class NODEMONITORTest : public testing::Test {
 protected:
     std::string watched = freshDir("watched");
     std::string elsewhere = freshDir("elsewhere");
+    int64_t dir = inode(watched), away = inode(elsewhere);
     RECORDER looper;
     DISKFILE file;
 
@@ -67,48 +71,30 @@ protected:
                   DISKFILE::kSuccess);
     }
     void TearDown() override { EXPECT_EQ(file.dirMonitorStop(&looper), DISKFILE::kSuccess); }
+    static std::string entry(int32_t opcode, int64_t node, int64_t directory, const char *name) {
+        return changeText(opcode, node, directory, -2, -2, name);
+    }
+    static std::string moved(int64_t node, int64_t from, int64_t to, const char *name) {
+        return changeText(NODEMONITOR::kEntryMoved, node, -2, from, to, name);
+    }
+    static void move(const std::string &from, const std::string &to) {
+        ASSERT_EQ(rename(from.c_str(), to.c_str()), 0);
+    }
 };
 
 TEST_F(NODEMONITORTest, CreateRemoveAndEveryKindOfMove) {
-    const int64_t dir = inode(watched);
     writeRaw(watched + "/a", "a");
     const int64_t a = inode(watched + "/a");
-    CHANGE change;
-    ASSERT_TRUE(looper.next(&change));
-    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryCreated);
-    EXPECT_EQ(change.node, a);
-    EXPECT_EQ(change.directory, dir);
-    EXPECT_EQ(change.name, "a");
-
-    ASSERT_EQ(rename((watched + "/a").c_str(), (watched + "/b").c_str()), 0);
-    ASSERT_TRUE(looper.next(&change));
-    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryMoved);
-    EXPECT_EQ(change.node, a);
-    EXPECT_EQ(change.from, dir);
-    EXPECT_EQ(change.to, dir);
-    EXPECT_EQ(change.name, "b");
-
-    ASSERT_EQ(rename((watched + "/b").c_str(), (elsewhere + "/b").c_str()), 0);
-    ASSERT_TRUE(looper.next(&change));
-    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryMoved);
-    EXPECT_EQ(change.node, a);
-    EXPECT_EQ(change.from, dir);
-    EXPECT_EQ(change.to, -1) << "moved out";
-
-    ASSERT_EQ(rename((elsewhere + "/b").c_str(), (watched + "/c").c_str()), 0);
-    ASSERT_TRUE(looper.next(&change));
-    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryMoved);
-    EXPECT_EQ(change.node, a);
-    EXPECT_EQ(change.from, -1) << "moved in";
-    EXPECT_EQ(change.to, dir);
-    EXPECT_EQ(change.name, "c");
-
+    EXPECT_EQ(looper.next(), entry(NODEMONITOR::kEntryCreated, a, dir, "a"));
+    move(watched + "/a", watched + "/b");
+    EXPECT_EQ(looper.next(), moved(a, dir, dir, "b"));
+    move(watched + "/b", elsewhere + "/b");
+    EXPECT_EQ(looper.next(), moved(a, dir, -1, "b")) << "moved out";
+    move(elsewhere + "/b", watched + "/c");
+    EXPECT_EQ(looper.next(), moved(a, -1, dir, "c")) << "moved in";
     // The node of a removed entry comes from what the monitor remembered.
     ASSERT_EQ(unlink((watched + "/c").c_str()), 0);
-    ASSERT_TRUE(looper.next(&change));
-    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryRemoved);
-    EXPECT_EQ(change.node, a);
-    EXPECT_EQ(change.name, "c");
+    EXPECT_EQ(looper.next(), entry(NODEMONITOR::kEntryRemoved, a, dir, "c"));
 }
 
 // A move onto an existing name ends that entry: inotify says only "moved", so the monitor
@@ -116,25 +102,14 @@ TEST_F(NODEMONITORTest, CreateRemoveAndEveryKindOfMove) {
 TEST_F(NODEMONITORTest, AMoveOntoAnExistingNameRemovesTheReplacedEntry) {
     writeRaw(watched + "/old", "old");
     writeRaw(elsewhere + "/new", "new");
-    const int64_t oldNode = inode(watched + "/old");
-    const int64_t newNode = inode(elsewhere + "/new");
-    CHANGE change;
-    ASSERT_TRUE(looper.next(&change));
-    ASSERT_EQ(change.opcode, NODEMONITOR::kEntryCreated);
-    ASSERT_EQ(rename((elsewhere + "/new").c_str(), (watched + "/old").c_str()), 0);
-    ASSERT_TRUE(looper.next(&change));
-    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryRemoved);
-    EXPECT_EQ(change.node, oldNode);
-    EXPECT_EQ(change.name, "old");
-    ASSERT_TRUE(looper.next(&change));
-    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryMoved);
-    EXPECT_EQ(change.node, newNode);
-    EXPECT_EQ(change.to, inode(watched));
+    const int64_t oldNode = inode(watched + "/old"), newNode = inode(elsewhere + "/new");
+    EXPECT_EQ(looper.next(), entry(NODEMONITOR::kEntryCreated, oldNode, dir, "old"));
+    move(elsewhere + "/new", watched + "/old");
+    EXPECT_EQ(looper.next(), entry(NODEMONITOR::kEntryRemoved, oldNode, dir, "old"));
+    EXPECT_EQ(looper.next(), moved(newNode, -1, dir, "old"));
     // The name now stands for the new node: removing it reports that one.
     ASSERT_EQ(unlink((watched + "/old").c_str()), 0);
-    ASSERT_TRUE(looper.next(&change));
-    EXPECT_EQ(change.opcode, NODEMONITOR::kEntryRemoved);
-    EXPECT_EQ(change.node, newNode);
+    EXPECT_EQ(looper.next(), entry(NODEMONITOR::kEntryRemoved, newNode, dir, "old"));
 }
 
 TEST_F(NODEMONITORTest, EntriesPresentBeforeTheStartKeepTheirNodes) {
@@ -143,24 +118,16 @@ TEST_F(NODEMONITORTest, EntriesPresentBeforeTheStartKeepTheirNodes) {
     ASSERT_EQ(file.dirMonitorStart(&other, elsewhere.c_str(), NODEMONITOR::kWatchDirectory),
               DISKFILE::kSuccess);
     const int64_t x = inode(elsewhere + "/x");
-    ASSERT_EQ(rename((elsewhere + "/x").c_str(), (watched + "/x").c_str()), 0);
-    CHANGE here, there;
-    ASSERT_TRUE(looper.next(&here));
-    ASSERT_TRUE(other.next(&there));
-    for (const CHANGE &change : {here, there}) {
-        EXPECT_EQ(change.opcode, NODEMONITOR::kEntryMoved);
-        EXPECT_EQ(change.node, x);
-        EXPECT_EQ(change.from, inode(elsewhere));
-        EXPECT_EQ(change.to, inode(watched));
-    }
+    move(elsewhere + "/x", watched + "/x");
+    EXPECT_EQ(looper.next(), moved(x, away, dir, "x"));
+    EXPECT_EQ(other.next(), moved(x, away, dir, "x"));
     EXPECT_EQ(file.dirMonitorStop(&other), DISKFILE::kSuccess);
 }
 
 TEST_F(NODEMONITORTest, NothingArrivesAfterTheStop) {
     ASSERT_EQ(file.dirMonitorStop(&looper), DISKFILE::kSuccess);
     writeRaw(watched + "/late", "");
-    CHANGE change;
-    EXPECT_FALSE(looper.next(&change));
+    EXPECT_EQ(looper.next(), "none");
     EXPECT_EQ(
         file.dirMonitorStart(&looper, (watched + "/none").c_str(), NODEMONITOR::kWatchDirectory),
         DISKFILE::kDirNotFound);
