@@ -87,21 +87,6 @@ TEST_F(DISKFILEAttr, EveryTypeRoundTripsAndIsStoredWithItsTag) {
     }
 }
 
-TEST_F(DISKFILEAttr, GetfattrShowsUserNamesAndTypeTags) {
-    size_t count = 0;
-    ASSERT_EQ(file.attrWrite("VELLOWICK:subject", DISKFILE::kTypeString, 0, "Hi", 3, &count),
-              DISKFILE::kSuccess);
-    FILE *pipe = popen(("getfattr -d --absolute-names '" + path + "' 2>/dev/null").c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string shown;
-    char line[256];
-    while (fgets(line, sizeof(line), pipe) != nullptr)
-        shown += line;
-    if (pclose(pipe) != 0 && shown.empty())
-        GTEST_SKIP() << "getfattr is not installed";
-    EXPECT_NE(shown.find("user.VELLOWICK:subject=\"CSTRHi\""), std::string::npos) << shown;
-}
-
 TEST_F(DISKFILEAttr, MissingEmptyPositionedAndErasedValues) {
     char buffer[16];
     size_t count = 7;

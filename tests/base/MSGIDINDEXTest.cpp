@@ -56,6 +56,14 @@ protected:
         file.close();
     }
 
+    // A message written behind the program's back: only a scan can find it.
+    static void foreign(const std::string &path, const std::string &msgid) {
+        filetest::writeRaw(path, "");
+        std::string raw = "CSTR" + msgid + '\0';
+        ASSERT_EQ(setxattr(path.c_str(), "user.VELLOWICK:msgid", raw.data(), raw.size(), 0), 0);
+        ASSERT_EQ(setxattr(path.c_str(), "user.mime_type", kMime, strlen(kMime), 0), 0);
+    }
+
     std::vector<std::string> find(const std::string &msgid,
                                   DISKFILE::ERROR expected = DISKFILE::kSuccess) {
         std::vector<std::string> hits;
@@ -130,12 +138,8 @@ TEST_F(MSGIDINDEXTest, HitsAreCheckedAgainstTheFiles) {
 TEST_F(MSGIDINDEXTest, MissingOrBrokenIndexIsRebuiltByAScan) {
     std::string known = store + "/news/a/known.vmf";
     message(known, "<scan@x>");
-    // Written behind the program's back: only a scan can find it.
     std::string outside = store + "/news/b/outside.vmf";
-    filetest::writeRaw(outside, "");
-    std::string raw = std::string("CSTR<scan@x>") + '\0';
-    ASSERT_EQ(setxattr(outside.c_str(), "user.VELLOWICK:msgid", raw.data(), raw.size(), 0), 0);
-    ASSERT_EQ(setxattr(outside.c_str(), "user.mime_type", kMime, strlen(kMime), 0), 0);
+    foreign(outside, "<scan@x>");
     EXPECT_EQ(find("<scan@x>"), PATHS{known});
 
     ASSERT_EQ(unlink(MSGIDINDEX::location().c_str()), 0);
@@ -230,12 +234,8 @@ TEST_F(MSGIDINDEXTest, PathSpellingsOfOneFileShareTheirRow) {
 // path would name another entry.
 TEST_F(MSGIDINDEXTest, ScanPassesOverPathsTooLongToName) {
     std::string folder = store + "/news/b/" + std::string(250, 'f');
-    std::filesystem::create_directories(folder);
-    std::string longPath = folder + "/" + std::string(60, 'm');
-    filetest::writeRaw(longPath, "");
-    std::string raw = std::string("CSTR<long@x>") + '\0';
-    ASSERT_EQ(setxattr(longPath.c_str(), "user.VELLOWICK:msgid", raw.data(), raw.size(), 0), 0);
-    ASSERT_EQ(setxattr(longPath.c_str(), "user.mime_type", kMime, strlen(kMime), 0), 0);
+    ASSERT_TRUE(std::filesystem::create_directories(folder));
+    foreign(folder + "/" + std::string(60, 'm'), "<long@x>");
     message(store + "/news/a/short.vmf", "<long@x>");
     ASSERT_TRUE(MSGIDINDEX::rebuild());
     EXPECT_EQ(find("<long@x>"), PATHS{store + "/news/a/short.vmf"});
