@@ -3,6 +3,7 @@
 #include "message/HdrBuf.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -31,17 +32,13 @@ std::vector<Article> corpus() {
     for (const auto &entry : fs::directory_iterator(VW_TEST_DATA "/articles")) {
         if (entry.path().extension() != ".msg")
             continue;
-        Article article;
-        article.name = entry.path().stem().string();
-        article.path = entry.path().string();
+        Article article{entry.path().stem().string(), entry.path().string(), {}};
         std::ifstream in(fs::path(entry.path()).replace_extension(".expect"));
-        std::string line;
-        while (std::getline(in, line)) {
-            size_t colon = line.find(": ");
+        for (std::string line; std::getline(in, line);) {
+            const size_t colon = line.find(':');
             if (colon != std::string::npos)
-                article.expect[line.substr(0, colon)] = line.substr(colon + 2);
-            else if (!line.empty() && line.back() == ':')
-                article.expect[line.substr(0, line.size() - 1)] = "";
+                article.expect[line.substr(0, colon)] =
+                    line.substr(std::min(colon + 2, line.size()));
         }
         articles.push_back(article);
     }
@@ -56,7 +53,9 @@ protected:
         ASSERT_EQ(file.open(GetParam().path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
     }
     bool has(const char *key) const { return GetParam().expect.count(key) > 0; }
-    const std::string &want(const char *key) const { return GetParam().expect.at(key); }
+    std::string want(const char *key) const {
+        return has(key) ? GetParam().expect.at(key) : "(missing " + std::string(key) + ")";
+    }
     // The next line in UTF-8, or "" at the end of the file.
     static std::string nextLine(TEXTFILE &file, IMsg::Charset charset) {
         char buffer[TEXTFILE::kLineMax + 1];
@@ -73,41 +72,34 @@ TEST_P(CorpusTest, Header) {
     open(file);
     HdrBuf header;
     ASSERT_TRUE(header.Read(&file));
-    EXPECT_STREQ(header.StringAuthor(), want("author").c_str());
-    EXPECT_STREQ(header.StringEmail(), want("email").c_str());
-    EXPECT_STREQ(header.StringSubject(), want("subject").c_str());
-    if (has("date") && want("date") == "now") {
-        int64_t now = TIMEBASE::seconds(TIMEBASE::timeGet());
-        EXPECT_NEAR(static_cast<double>(header.DateTime()), static_cast<double>(now), 300.0);
-    } else if (has("date")) {
-        EXPECT_EQ(header.DateTime(), std::stoll(want("date")));
-    }
-    if (has("charset")) {
-        EXPECT_STREQ(IMsg::CharsetString(header.CharsetGet()), want("charset").c_str());
-    }
-    if (has("newsgroups")) {
-        EXPECT_STREQ(header.StringNewsgroups(), want("newsgroups").c_str());
-    }
-    if (has("lines")) {
-        EXPECT_EQ(header.LinesGet(), std::stoul(want("lines")));
-    }
-    if (has("refs")) {
-        std::istringstream refs(header.StringReferences());
-        size_t count = 0;
-        for (std::string id; refs >> id; count++)
-            EXPECT_TRUE(IMsg::MsgidCheck(id)) << id;
-        EXPECT_EQ(count, std::stoul(want("refs")));
-    }
-    if (has("msgid") && want("msgid") == "fallback") {
-        std::string id = header.StringMessageID();
+    // What the header gives, in the words of the .expect files.
+    const int64_t date = header.DateTime();
+    const std::string msgid = header.StringMessageID();
+    std::istringstream refs(has("refs") ? header.StringReferences() : "");
+    size_t refCount = 0;
+    for (std::string id; refs >> id; refCount++)
         EXPECT_TRUE(IMsg::MsgidCheck(id)) << id;
-        EXPECT_NE(id.find("@invalid.invalid>"), std::string::npos) << id;
-    } else if (has("msgid")) {
-        EXPECT_STREQ(header.StringMessageID(), want("msgid").c_str());
-    }
-    if (has("partial")) {
-        EXPECT_EQ(header.main().content, HdrBuf::ContentPartial);
-        EXPECT_EQ(header.main().number, std::stoul(want("partial")));
+    const bool fallback =
+        IMsg::MsgidCheck(msgid) && msgid.find("@invalid.invalid>") != std::string::npos;
+    const bool now = std::llabs(date - TIMEBASE::seconds(TIMEBASE::timeGet())) < 300;
+    const std::map<std::string, std::string> got = {
+        {"author", header.StringAuthor()},
+        {"email", header.StringEmail()},
+        {"subject", header.StringSubject()},
+        {"date", now && want("date") == "now" ? "now" : std::to_string(date)},
+        {"charset", IMsg::CharsetString(header.CharsetGet())},
+        {"newsgroups", header.StringNewsgroups()},
+        {"lines", std::to_string(header.LinesGet())},
+        {"refs", std::to_string(refCount)},
+        {"msgid", fallback ? "fallback" : msgid},
+        {"partial", header.main().content == HdrBuf::ContentPartial
+                        ? std::to_string(header.main().number)
+                        : "not partial"},
+    };
+    for (const auto &[key, value] : got) {
+        if (has(key.c_str()) || key == "author" || key == "email" || key == "subject") {
+            EXPECT_EQ(value, want(key.c_str())) << key;
+        }
     }
 }
 
@@ -119,15 +111,14 @@ TEST_P(CorpusTest, Section) {
         HdrBuf header;
         ASSERT_TRUE(header.Read(&file));
         bool isHTML = wantHTML;
-        bool found = header.GotoSection(&file, isHTML);
-        const std::string &section = want("section");
-        EXPECT_EQ(found, section != "none");
+        const bool found = header.GotoSection(&file, isHTML);
+        EXPECT_EQ(found, want("section") != "none");
         if (!found)
             continue;
-        bool html = section == "html" || (wantHTML && has("htmlline"));
+        const bool html = want("section") == "html" || (wantHTML && has("htmlline"));
         EXPECT_EQ(isHTML, html);
-        const char *key = html && has("htmlline") ? "htmlline" : "sectionline";
-        EXPECT_EQ(nextLine(file, header.CharsetGet()), want(key));
+        EXPECT_EQ(nextLine(file, header.CharsetGet()),
+                  want(html && has("htmlline") ? "htmlline" : "sectionline"));
     }
 }
 
@@ -144,17 +135,17 @@ TEST_P(CorpusTest, Attachment) {
         EXPECT_FALSE(header.GotoAttachment(&file, IMsg::AttachUuencode));
         return;
     }
-    IMsg::AttachType type = kind == "uuencode" ? IMsg::AttachUuencode
-                            : kind == "mime"   ? IMsg::AttachMime
-                                               : IMsg::AttachBase64;
+    const IMsg::AttachType type = kind == "uuencode" ? IMsg::AttachUuencode
+                                  : kind == "mime"   ? IMsg::AttachMime
+                                                     : IMsg::AttachBase64;
     ASSERT_TRUE(header.GotoAttachment(&file, type));
     std::string foundName, foundType;
     IMsg::AttachType foundKind = IMsg::AttachNone;
-    bool isAttachment = header.Attachment(foundName, foundType, foundKind);
+    const bool isAttachment = header.Attachment(foundName, foundType, foundKind);
+    // Uuencoded data and later parts carry no MIME attachment header.
     if (kind == "base64" || kind == "mime") {
         EXPECT_TRUE(isAttachment);
-        EXPECT_EQ(foundName, name);
-        EXPECT_EQ(foundType, mimeType);
+        EXPECT_EQ(foundName + " " + foundType, name + " " + mimeType);
         EXPECT_EQ(foundKind, type);
     } else {
         EXPECT_FALSE(isAttachment);
