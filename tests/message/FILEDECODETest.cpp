@@ -10,6 +10,7 @@
 #include <mutex>
 #include <sstream>
 #include <thread>
+#include <tuple>
 
 #include "base/TEXTFILE.h"
 #include "base/THREAD.h"
@@ -65,50 +66,39 @@ bool progressLog(void *context, const FILEDECODE::DecodeData &data) {
     return log->calls.size() < log->cancelAt;
 }
 
-struct FIXTURE {
-    const char *name;
-    std::vector<std::string> files;
-    IMsg::AttachType type;
-    const char *original;
-};
-
-class FixtureDecode : public ::testing::TestWithParam<FIXTURE> {};
-
-TEST_P(FixtureDecode, ByteIdentical) {
-    const FIXTURE &fixture = GetParam();
-    const std::string out = outFolder() + "/" + fixture.original;
-    PROGRESSLOG log;
-    ASSERT_TRUE(FILEDECODE::FileDecode(fixture.files, 0, out.c_str(), "application/x-test",
-                                       fixture.type, progressLog, &log));
-    EXPECT_EQ(sha256(out), digest(fixture.original));
-    TEXTFILE file;
-    char mime[64];
-    ASSERT_EQ(file.open(out.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
-    ASSERT_EQ(file.mimeGet(mime, sizeof(mime)), DISKFILE::kSuccess);
-    EXPECT_STREQ(mime, "application/x-test");
-
-    // Each part is announced, in order, before its lines; the end once more with done set.
-    uint32_t announced = 0;
-    for (const FILEDECODE::DecodeData &call : log.calls) {
-        EXPECT_EQ(call.parts, fixture.files.size());
-        if (call.part != announced) {
-            EXPECT_EQ(call.part, ++announced);
+// Each fixture, made by an independent encoder, decodes byte for byte; each part is announced,
+// in order, before its lines, and the end once more with done set.
+TEST(FILEDECODE, FixturesByteIdentical) {
+    const std::tuple<std::vector<std::string>, IMsg::AttachType, const char *> cases[] = {
+        {fixtures({"single-base64.vmf"}), IMsg::AttachBase64, "photo.jpg"},
+        {kUuParts, IMsg::AttachUuencode, "pic.bin"},
+        {fixtures({"partial-1.vmf", "partial-2.vmf", "partial-3.vmf"}), IMsg::AttachBase64,
+         "data.bin"}};
+    for (const auto &[files, type, original] : cases) {
+        SCOPED_TRACE(original);
+        const std::string out = outFolder() + "/" + original;
+        PROGRESSLOG log;
+        ASSERT_TRUE(FILEDECODE::FileDecode(files, 0, out.c_str(), "application/x-test", type,
+                                           progressLog, &log));
+        EXPECT_EQ(sha256(out), digest(original));
+        TEXTFILE file;
+        char mime[64];
+        ASSERT_EQ(file.open(out.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
+        ASSERT_EQ(file.mimeGet(mime, sizeof(mime)), DISKFILE::kSuccess);
+        EXPECT_STREQ(mime, "application/x-test");
+        uint32_t announced = 0;
+        for (const FILEDECODE::DecodeData &call : log.calls) {
+            EXPECT_EQ(call.parts, files.size());
+            if (call.part != announced) {
+                EXPECT_EQ(call.part, ++announced);
+            }
         }
+        EXPECT_EQ(announced, files.size());
+        ASSERT_FALSE(log.calls.empty());
+        EXPECT_TRUE(log.calls.back().done);
+        EXPECT_GT(log.calls.back().lines, FILEDECODE::kProgressEvery);
     }
-    EXPECT_EQ(announced, fixture.files.size());
-    ASSERT_FALSE(log.calls.empty());
-    EXPECT_TRUE(log.calls.back().done);
-    EXPECT_GT(log.calls.back().lines, FILEDECODE::kProgressEvery);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Fixtures, FixtureDecode,
-    ::testing::Values(
-        FIXTURE{"single_base64", fixtures({"single-base64.vmf"}), IMsg::AttachBase64, "photo.jpg"},
-        FIXTURE{"uuencode_three_parts", kUuParts, IMsg::AttachUuencode, "pic.bin"},
-        FIXTURE{"message_partial", fixtures({"partial-1.vmf", "partial-2.vmf", "partial-3.vmf"}),
-                IMsg::AttachBase64, "data.bin"}),
-    [](const ::testing::TestParamInfo<FIXTURE> &info) { return std::string(info.param.name); });
 
 // The attachments reading lists in a message file.
 std::unique_ptr<VMSG::ATTACHMENT> attachmentsOf(const std::string &path) {
@@ -119,18 +109,6 @@ std::unique_ptr<VMSG::ATTACHMENT> attachmentsOf(const std::string &path) {
     EXPECT_EQ(file.open(path.c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
     EXPECT_EQ(VMSG::fileRead(&file, read), DISKFILE::kSuccess);
     return list;
-}
-
-// Reading lists the attachment with the offset a decode can start from.
-TEST(FILEDECODE, StartOffsetFromReading) {
-    const std::string path = kFixtures + "single-base64.vmf";
-    std::unique_ptr<VMSG::ATTACHMENT> list = attachmentsOf(path);
-    ASSERT_NE(list, nullptr);
-    EXPECT_EQ(list->filename, "photo.jpg");
-    const std::string out = outFolder() + "/photo.jpg";
-    ASSERT_TRUE(FILEDECODE::FileDecode({path}, uint32_t(list->offset), out.c_str(), "", list->type,
-                                       nullptr, nullptr));
-    EXPECT_EQ(sha256(out), digest("photo.jpg"));
 }
 
 // Lines between the data (a signature, a note) are not decoded into the file; a text line
@@ -239,19 +217,6 @@ TEST(FILEDECODE, HostileNamesStayInSaveFolder) {
 // thread is ended by force.
 class HOSTRECORDER : public DecodeWindow::HOST {
 public:
-    class VIEWRECORDER : public DecodeWindow::VIEW {
-    public:
-        explicit VIEWRECORDER(HOSTRECORDER &host) : fHost(host) {}
-        bool update(const FILEDECODE::DecodeData &) override {
-            while (fHost.hold)
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            return !fHost.cancel;
-        }
-
-    private:
-        HOSTRECORDER &fHost;
-    };
-
     bool attachList(const void *row, std::vector<std::string> &files) override {
         auto it = lists.find(row);
         if (it == lists.end())
@@ -260,24 +225,42 @@ public:
         return true;
     }
     std::unique_ptr<DecodeWindow::VIEW> viewOpen(const std::string &title) override {
-        std::lock_guard<std::mutex> hold(mutex);
+        std::lock_guard<std::mutex> lock(mutex);
         titles.push_back(title);
-        return std::make_unique<VIEWRECORDER>(*this);
+        return std::make_unique<VIEWOF>(*this);
     }
     bool launch(const char *path, const char *mimeType) override {
-        std::lock_guard<std::mutex> hold(mutex);
+        std::lock_guard<std::mutex> lock(mutex);
         launched.push_back(std::string(path) + " " + mimeType);
         return launchWorks;
     }
-    std::vector<std::string> titlesGet() {
-        std::lock_guard<std::mutex> hold(mutex);
-        return titles;
+    // Under the lock: "titles | launched".
+    std::string calls() {
+        std::lock_guard<std::mutex> lock(mutex);
+        std::string out;
+        for (const std::string &title : titles)
+            out += title + ";";
+        out += " |";
+        for (const std::string &launch : launched)
+            out += " " + launch;
+        return out;
     }
 
     std::map<const void *, std::vector<std::string>> lists;
     std::atomic<bool> cancel{false};
     std::atomic<bool> hold{false};
-    bool launchWorks = true;
+    std::atomic<bool> launchWorks{true};
+
+private:
+    struct VIEWOF : DecodeWindow::VIEW {
+        explicit VIEWOF(HOSTRECORDER &host) : host(host) {}
+        bool update(const FILEDECODE::DecodeData &) override {
+            while (host.hold)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            return !host.cancel;
+        }
+        HOSTRECORDER &host;
+    };
     std::mutex mutex;
     std::vector<std::string> titles;
     std::vector<std::string> launched;
@@ -307,22 +290,20 @@ protected:
         return DecodeWindow::Create(row, message.c_str(), 7, out.c_str(), "image/x-test", 0, type,
                                     whole, whole, launch);
     }
+    static void slotsTakeAll() {
+        for (uint32_t i = 0; i < FILEDECODE::kSlots; i++)
+            ASSERT_TRUE(FILEDECODE::slotTake());
+    }
+    static void slotsFree(uint32_t count) {
+        for (uint32_t i = 0; i < count; i++)
+            FILEDECODE::slotFree();
+    }
 
     HOSTRECORDER host;
     ALERTRECORDER alerts;
 };
 
-TEST_F(DecodeThread, WholeMessageDecodedAndLaunched) {
-    const std::string out = outFolder() + "/photo.jpg";
-    ASSERT_TRUE(
-        create(nullptr, kFixtures + "single-base64.vmf", out, IMsg::AttachBase64, true, true));
-    ASSERT_TRUE(waitFor());
-    EXPECT_EQ(sha256(out), digest("photo.jpg"));
-    EXPECT_EQ(host.titlesGet(), std::vector<std::string>{"Decoding photo.jpg"});
-    EXPECT_EQ(host.launched, std::vector<std::string>{out + " image/x-test"});
-    EXPECT_EQ(alerts.count(), 0u);
-}
-
+// A cancelled decode shows nothing and leaves no file; each error shows its alert once.
 TEST_F(DecodeThread, ErrorsAreShownOnce) {
     const std::string folder = outFolder();
     const std::string notUu = folder + "/plain.vmf";
@@ -331,80 +312,72 @@ TEST_F(DecodeThread, ErrorsAreShownOnce) {
     host.lists[&rowCorrupt] = {kUuParts[0], notUu, kUuParts[2]};
     host.lists[nullptr] = kUuParts;
     struct CASE {
-        const char *name;
         const void *row;
         bool whole;
         bool launchWorks;
-        const char *alert;
+        const char *alert; // null: cancelled
     } const cases[] = {
-        {"missing", &rowMissing, false, true,
+        {&rowMissing, false, true,
          "Couldn't find all messages for attachment 'pic.bin'.  Make sure all message parts "
          "are in the same folder or newsgroup and that all have had their message bodies "
          "downloaded."},
-        {"corrupt", &rowCorrupt, false, true,
+        {&rowCorrupt, false, true,
          "There was a problem decoding attachment 'pic.bin'.  The original messages may be "
          "corrupt or you might not have enough free disk space."},
-        {"corrupt-single", nullptr, true, true,
+        {nullptr, true, true,
          "There was a problem decoding attachment 'pic.bin'.  The original message may be "
          "corrupt or you might not have enough free disk space."},
-        {"launch", nullptr, false, false,
+        {nullptr, false, false,
          "Couldn't launch attachment 'pic.bin'.  Check the FileTypes database to see if its "
          "MIME type has a preferred application.\n\nMIME type: image/x-test"},
+        {nullptr, false, true, nullptr},
     };
     for (const CASE &c : cases) {
+        SCOPED_TRACE(c.alert != nullptr ? c.alert : "cancelled");
         const std::string out = folder + "/pic.bin";
         host.launchWorks = c.launchWorks;
+        host.cancel = c.alert == nullptr;
         const size_t before = alerts.count();
         ASSERT_TRUE(create(c.row, notUu, out, IMsg::AttachUuencode, c.whole, true));
-        ASSERT_TRUE(waitFor()) << c.name;
-        ASSERT_EQ(alerts.count(), before + 1) << c.name;
-        EXPECT_EQ(alerts.texts().back(), c.alert) << c.name;
-        EXPECT_EQ(fs::exists(out), !c.launchWorks) << c.name;
+        ASSERT_TRUE(waitFor());
+        ASSERT_EQ(alerts.count(), before + (c.alert != nullptr));
+        if (c.alert != nullptr) {
+            EXPECT_EQ(alerts.texts().back(), c.alert);
+        }
+        EXPECT_EQ(fs::exists(out), !c.launchWorks);
         fs::remove(out);
     }
 }
 
-TEST_F(DecodeThread, CancelShowsNothing) {
-    const std::string out = outFolder() + "/pic.bin";
-    host.lists[nullptr] = kUuParts;
-    host.cancel = true;
-    ASSERT_TRUE(create(nullptr, "", out, IMsg::AttachUuencode, false, false));
-    ASSERT_TRUE(waitFor());
-    EXPECT_FALSE(fs::exists(out));
-    EXPECT_EQ(alerts.count(), 0u);
-}
-
 TEST_F(DecodeThread, FifthDecodeWaitsForSlot) {
-    for (uint32_t i = 0; i < FILEDECODE::kSlots; i++)
-        ASSERT_TRUE(FILEDECODE::slotTake());
+    slotsTakeAll();
     EXPECT_FALSE(FILEDECODE::slotTake());
     const std::string out = outFolder() + "/photo.jpg";
     ASSERT_TRUE(
-        create(nullptr, kFixtures + "single-base64.vmf", out, IMsg::AttachBase64, true, false));
+        create(nullptr, kFixtures + "single-base64.vmf", out, IMsg::AttachBase64, true, true));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    EXPECT_TRUE(host.titlesGet().empty());
+    EXPECT_EQ(host.calls(), " |");
     EXPECT_EQ(THREAD::count(), 1u);
     FILEDECODE::slotFree();
     ASSERT_TRUE(waitFor());
     EXPECT_EQ(sha256(out), digest("photo.jpg"));
+    EXPECT_EQ(host.calls(), "Decoding photo.jpg; | " + out + " image/x-test");
+    EXPECT_EQ(alerts.count(), 0u);
     EXPECT_EQ(FILEDECODE::slotsUsed(), FILEDECODE::kSlots - 1);
-    for (uint32_t i = 1; i < FILEDECODE::kSlots; i++)
-        FILEDECODE::slotFree();
+    slotsFree(FILEDECODE::kSlots - 1);
 }
 
 // Quitting ends a decode waiting for a slot quietly; a request whose thread never ran (the
 // program quit before running) is freed by stop().
 TEST_F(DecodeThread, QuitBeforeDecoding) {
-    for (uint32_t i = 0; i < FILEDECODE::kSlots; i++)
-        ASSERT_TRUE(FILEDECODE::slotTake());
+    slotsTakeAll();
     const std::string out = outFolder() + "/photo.jpg";
     const std::string message = kFixtures + "single-base64.vmf";
     ASSERT_TRUE(create(nullptr, message, out, IMsg::AttachBase64, true, false));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     THREAD::stop();
     EXPECT_EQ(THREAD::count(), 0u);
-    for (uint32_t i = 0; i < FILEDECODE::kSlots; i++)
-        FILEDECODE::slotFree();
+    slotsFree(FILEDECODE::kSlots);
 
     THREAD::start();
     ASSERT_TRUE(create(nullptr, message, out, IMsg::AttachBase64, true, false));
