@@ -11,16 +11,14 @@ using namespace std::chrono_literals;
 
 TEST(CRITSECTTest, SameThreadEntersRecursively) {
     CRITSECT lock;
-    EXPECT_EQ(lock.entered(), 0);
-    EXPECT_EQ(lock.enter(), 0);
-    EXPECT_EQ(lock.enter(), 0);
-    EXPECT_EQ(lock.enter(), 0);
-    EXPECT_EQ(lock.entered(), 3);
-    lock.leave();
-    lock.leave();
-    EXPECT_EQ(lock.entered(), 1);
-    lock.leave();
-    EXPECT_EQ(lock.entered(), 0);
+    for (int level = 1; level <= 3; ++level) {
+        EXPECT_EQ(lock.enter(), 0);
+        EXPECT_EQ(lock.entered(), level);
+    }
+    for (int level = 2; level >= 0; --level) {
+        lock.leave();
+        EXPECT_EQ(lock.entered(), level);
+    }
 }
 
 TEST(CRITSECTTest, OtherThreadWaitsUntilLastLevelLeft) {

@@ -1,8 +1,9 @@
 // Scratch folders and raw file helpers for the file-layer tests, independent of DISKFILE.
 #pragma once
 
-#include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -22,25 +23,15 @@ inline std::string freshDir(const std::string &name) {
 }
 
 inline void writeRaw(const std::string &path, const std::string &bytes, mode_t mode = 0644) {
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (fd < 0)
-        return;
-    [[maybe_unused]] ssize_t wrote = ::write(fd, bytes.data(), bytes.size());
-    ::close(fd);
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
     chmod(path.c_str(), mode);
 }
 
 inline std::string readRaw(const std::string &path) {
-    std::string bytes;
-    int fd = ::open(path.c_str(), O_RDONLY);
-    if (fd < 0)
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
         return "<missing>";
-    char buffer[4096];
-    ssize_t got;
-    while ((got = ::read(fd, buffer, sizeof(buffer))) > 0)
-        bytes.append(buffer, size_t(got));
-    ::close(fd);
-    return bytes;
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 inline bool exists(const std::string &path) {

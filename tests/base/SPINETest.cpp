@@ -38,15 +38,13 @@ TEST(MESSAGETest, CodesAndTypedFields) {
     message.addString("refs", "file:///a");
     message.addString("refs", "file:///b");
     int64_t node = 0;
-    EXPECT_TRUE(message.findInt64("node", &node));
-    EXPECT_EQ(node, 42);
     int32_t wrongType = 7;
+    std::string ref;
+    EXPECT_TRUE(message.findInt64("node", &node) && node == 42);
     EXPECT_FALSE(message.findInt32("node", &wrongType));
     EXPECT_EQ(wrongType, 7);
-    std::string ref;
     EXPECT_EQ(message.countOf("refs"), 2u);
-    EXPECT_TRUE(message.findString("refs", &ref, 1));
-    EXPECT_EQ(ref, "file:///b");
+    EXPECT_TRUE(message.findString("refs", &ref, 1) && ref == "file:///b");
     EXPECT_FALSE(message.findString("refs", &ref, 2));
     EXPECT_FALSE(message.findString("missing", &ref));
 }

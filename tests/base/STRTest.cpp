@@ -204,21 +204,22 @@ TEST(STRFilenameFixup, LongNamesAreCutAtACharacterBoundary) {
 }
 
 TEST(STRLeafSanitize, ReplacesWhatANameCannotHold) {
-    char name[100];
-    STR::copy(name, "http://example.invalid/a b?c", sizeof name);
-    ASSERT_TRUE(STR::leafSanitize(name, sizeof name, 60));
-    EXPECT_STREQ(name, "http:__example.invalid_a b?c");
-    STR::copy(name, "..", sizeof name);
-    ASSERT_TRUE(STR::leafSanitize(name, sizeof name));
-    EXPECT_STREQ(name, "_.");
-    STR::copy(name, "line\nfeed", sizeof name);
-    ASSERT_TRUE(STR::leafSanitize(name, sizeof name));
-    EXPECT_STREQ(name, "line_feed");
-    STR::copy(name, std::string(80, 'x').c_str(), sizeof name);
-    ASSERT_TRUE(STR::leafSanitize(name, sizeof name, 60));
-    EXPECT_EQ(strlen(name), 60u);
-    name[0] = 0;
-    EXPECT_FALSE(STR::leafSanitize(name, sizeof name));
+    const std::string longName(80, 'x'), cutName(60, 'x');
+    const struct {
+        const char *given;
+        size_t limit;
+        const char *made; // null: refused
+    } cases[] = {{"http://example.invalid/a b?c", 60, "http:__example.invalid_a b?c"},
+                 {"..", STR::kLeafMax, "_."},
+                 {"line\nfeed", STR::kLeafMax, "line_feed"},
+                 {longName.c_str(), 60, cutName.c_str()},
+                 {"", STR::kLeafMax, nullptr}};
+    for (const auto &c : cases) {
+        char name[100];
+        STR::copy(name, c.given, sizeof name);
+        EXPECT_EQ(STR::leafSanitize(name, sizeof name, c.limit), c.made != nullptr) << c.given;
+        EXPECT_STREQ(name, c.made ? c.made : "") << c.given;
+    }
 }
 
 // Random bytes of every length: the results are safe leaves or refusals, never a crash or a
