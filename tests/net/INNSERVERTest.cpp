@@ -1,4 +1,5 @@
-// Tests of the private news server harness and the article generator that fills it.
+// The article generator and the private news server it fills: what is stored is what was made.
+// Login, new groups and posting on that server are exercised by the session and transfer tests.
 #include "tests/support/INNSERVER.h"
 
 #include <gtest/gtest.h>
@@ -19,9 +20,8 @@ public:
     explicit Session(uint16_t port) {
         NETWORK::start();
         NETWORK::ADDR peer{kLoopback, port};
-        if (NETWORK::open(&fConn, 4096, 0, 0, NETWORK::kStream, 0) == NETWORK::kOk) {
+        if (NETWORK::open(&fConn, 4096, 0, 0, NETWORK::kStream, 0) == NETWORK::kOk)
             NETWORK::connect(fConn, &peer, kWait, nullptr);
-        }
     }
     ~Session() { NETWORK::close(&fConn); }
 
@@ -30,9 +30,8 @@ public:
         char overflow = 0;
         unsigned long length = 0;
         if (NETWORK::recvLine(fConn, nullptr, text, sizeof text, &overflow, kWait, nullptr,
-                              &length) != NETWORK::kOk) {
+                              &length) != NETWORK::kOk)
             return "<failed>";
-        }
         return text;
     }
     std::string command(const std::string &text) {
@@ -43,9 +42,8 @@ public:
     // The lines of a multi-line answer up to the lone dot, dot-stuffing undone, CR LF ends.
     std::string block() {
         std::string out;
-        for (std::string each = line(); each != "." && each != "<failed>"; each = line()) {
+        for (std::string each = line(); each != "." && each != "<failed>"; each = line())
             out += (each.rfind("..", 0) == 0 ? each.substr(1) : each) + "\r\n";
-        }
         return out;
     }
 
@@ -56,9 +54,8 @@ private:
 // The whole "Name: value" line of an article's header, CR LF included.
 std::string headerLine(const std::string &article, const std::string &name) {
     size_t begin = article.find("\r\n" + name);
-    if (begin == std::string::npos) {
+    if (begin == std::string::npos)
         return "<missing>";
-    }
     size_t end = article.find("\r\n", begin + 2);
     return article.substr(begin + 2, end + 2 - (begin + 2));
 }
@@ -94,47 +91,6 @@ TEST(INNSERVER, FillsAndServesTheGeneratedArticles) {
         EXPECT_EQ(head.find("References: ") != std::string::npos, !references.empty()) << id;
     }
     EXPECT_EQ(session.command("QUIT").substr(0, 4), "205 ");
-}
-
-TEST(INNSERVER, PasswordPortWantsALogin) {
-    INNSERVER &inn = INNSERVER::shared();
-    ASSERT_TRUE(inn.ok()) << inn.error();
-    Session session(inn.authPort());
-    EXPECT_EQ(session.line().substr(0, 4), "200 ");
-    EXPECT_EQ(session.command("GROUP vw.test.post").substr(0, 4), "480 ");
-    EXPECT_EQ(session.command(std::string("AUTHINFO USER ") + INNSERVER::kUser).substr(0, 4),
-              "381 ");
-    EXPECT_EQ(session.command(std::string("AUTHINFO PASS ") + INNSERVER::kPassword).substr(0, 4),
-              "281 ");
-    EXPECT_EQ(session.command("GROUP vw.test.post").substr(0, 4), "211 ");
-}
-
-TEST(INNSERVER, NewGroupsAndPosting) {
-    INNSERVER &inn = INNSERVER::shared();
-    ASSERT_TRUE(inn.ok()) << inn.error();
-    std::string error;
-    ASSERT_TRUE(inn.groupCreate("vw.test.later", &error)) << error;
-    Session session(inn.readerPort());
-    session.line();
-    EXPECT_EQ(session.command("GROUP vw.test.later"), "211 0 1 0 vw.test.later");
-    EXPECT_EQ(session.command("POST").substr(0, 4), "340 ");
-    EXPECT_EQ(session
-                  .command("From: Poster <poster@vellowick.invalid>\r\n"
-                           "Newsgroups: vw.test.later\r\n"
-                           "Subject: Posted\r\n\r\n"
-                           "..leading dot\r\n.")
-                  .substr(0, 4),
-              "240 ");
-    uint32_t count = 0;
-    uint32_t low = 0;
-    uint32_t high = 0;
-    ASSERT_TRUE(inn.groupInfo("vw.test.later", &count, &low, &high, &error)) << error;
-    EXPECT_EQ(count, 1u);
-    Session reader(inn.readerPort());
-    reader.line();
-    EXPECT_EQ(reader.command("GROUP vw.test.later"), "211 1 1 1 vw.test.later");
-    EXPECT_EQ(reader.command("BODY 1").substr(0, 4), "222 ");
-    EXPECT_EQ(reader.block(), ".leading dot\r\n");
 }
 
 } // namespace

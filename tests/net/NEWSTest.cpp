@@ -50,7 +50,7 @@ protected:
 };
 
 TEST_F(NEWSQueue, AddingFollowsTheRules) {
-    long long server = serverAt(nntptest::closedPort());
+    long long server = serverAt(FAKENNTP::closedPort());
     long long both = groupMake(server, "alt.both", GROUPDOWNLOAD::HeadersAndBodies);
     long long heads = groupMake(server, "alt.heads", GROUPDOWNLOAD::HeadersOnly);
     long long none = groupMake(server, "alt.none", GROUPDOWNLOAD::NoDownload);
@@ -85,7 +85,7 @@ TEST_F(NEWSQueue, AddingFollowsTheRules) {
 }
 
 TEST_F(NEWSQueue, UserControlKeepsTheRunningRequest) {
-    long long server = serverAt(nntptest::closedPort());
+    long long server = serverAt(FAKENNTP::closedPort());
     long long group = groupMake(server, "alt.test", GROUPDOWNLOAD::HeadersOnly);
     openWindow();
     ASSERT_TRUE(::news.requestGroup(server, group, false));

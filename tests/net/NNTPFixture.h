@@ -3,9 +3,11 @@
 
 #include <atomic>
 #include <cstdio>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <netinet/in.h>
+#include <sstream>
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -46,24 +48,12 @@ inline std::vector<std::string> errors() {
     return out;
 }
 
-// A loopback port with nothing listening.
-inline uint16_t closedPort() {
-    return FAKENNTP::closedPort();
-}
-
+// A file's whole text, or "<missing>" when it cannot be opened.
 inline std::string readFile(const std::string &path) {
-    std::string text;
-    FILE *file = fopen(path.c_str(), "r");
-    if (file == nullptr) {
-        return "<missing>";
-    }
-    char buffer[4096];
-    size_t got;
-    while ((got = fread(buffer, 1, sizeof buffer, file)) > 0) {
-        text.append(buffer, got);
-    }
-    fclose(file);
-    return text;
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return in ? text.str() : "<missing>";
 }
 
 class SessionTest : public testing::Test {
@@ -80,10 +70,8 @@ protected:
         mkdir(storage, 0755);
         BARNINFO::pathTransferLog(fLogPath, sizeof fLogPath);
         remove(fLogPath);
-        {
-            std::lock_guard<std::mutex> lock(gErrorsLock);
-            gErrors.clear();
-        }
+        std::lock_guard<std::mutex> lock(gErrorsLock);
+        gErrors.clear();
         gCancel = false;
     }
     void TearDown() override {

@@ -2,6 +2,7 @@
 #include "net/NNTP.h"
 
 #include <cstring>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -13,6 +14,8 @@
 namespace {
 
 using nntptest::errors;
+using testing::HasSubstr;
+using testing::Not;
 using Strings = std::vector<std::string>;
 
 class NNTPINN : public nntptest::SessionTest {
@@ -35,11 +38,11 @@ TEST_F(NNTPINN, ConnectGreetingAndQuitWithoutLogin) {
     }
     EXPECT_EQ(errors(), Strings{});
     std::string text = log();
-    EXPECT_NE(text.find("  R: 200 "), std::string::npos) << text;
-    EXPECT_NE(text.find("  S: GROUP vw.test.empty\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("  S: QUIT\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("  R: 205 "), std::string::npos) << text;
-    EXPECT_NE(text.find("  Total connect time: "), std::string::npos) << text;
+    EXPECT_THAT(text, HasSubstr("  R: 200 "));
+    EXPECT_THAT(text, HasSubstr("  S: GROUP vw.test.empty\n"));
+    EXPECT_THAT(text, HasSubstr("  S: QUIT\n"));
+    EXPECT_THAT(text, HasSubstr("  R: 205 "));
+    EXPECT_THAT(text, HasSubstr("  Total connect time: "));
 }
 
 TEST_F(NNTPINN, LoginWithAuthinfoMasksThePassword) {
@@ -53,13 +56,11 @@ TEST_F(NNTPINN, LoginWithAuthinfoMasksThePassword) {
     }
     EXPECT_EQ(errors(), Strings{});
     std::string text = log();
-    EXPECT_NE(text.find("  Logging in ...\n"), std::string::npos) << text;
-    EXPECT_NE(text.find(std::string("  S: AUTHINFO USER ") + INNSERVER::kUser + "\n"),
-              std::string::npos)
-        << text;
-    EXPECT_NE(text.find("  S: AUTHINFO PASS ********\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("  R: 281 "), std::string::npos) << text;
-    EXPECT_EQ(text.find(INNSERVER::kPassword), std::string::npos) << text;
+    EXPECT_THAT(text, HasSubstr("  Logging in ...\n"));
+    EXPECT_THAT(text, HasSubstr(std::string("  S: AUTHINFO USER ") + INNSERVER::kUser + "\n"));
+    EXPECT_THAT(text, HasSubstr("  S: AUTHINFO PASS ********\n"));
+    EXPECT_THAT(text, HasSubstr("  R: 281 "));
+    EXPECT_THAT(text, Not(HasSubstr(INNSERVER::kPassword)));
 }
 
 TEST_F(NNTPINN, WrongPasswordIsReported) {
@@ -70,18 +71,14 @@ TEST_F(NNTPINN, WrongPasswordIsReported) {
         ASSERT_TRUE(session.connect());
         EXPECT_FALSE(session.login());
     }
-    Strings reported = errors();
-    ASSERT_EQ(reported.size(), 1u);
-    EXPECT_EQ(reported[0].rfind("Couldn't log in to server Test Server. Response: 481 ", 0), 0u)
-        << reported[0];
+    EXPECT_THAT(errors(), testing::ElementsAre(testing::StartsWith(
+                              "Couldn't log in to server Test Server. Response: 481 ")));
     std::string text = log();
-    EXPECT_NE(text.find("  Couldn't log in to server Test Server.\n" + std::string(21, ' ') +
-                        "Response: 481 "),
-              std::string::npos)
-        << text;
-    EXPECT_NE(text.find("  Connecting to server Test Server ...\n"), std::string::npos) << text;
-    EXPECT_EQ(text.find(" S: "), std::string::npos) << text;
-    EXPECT_EQ(text.find(" R: "), std::string::npos) << text;
+    EXPECT_THAT(text, HasSubstr("  Couldn't log in to server Test Server.\n" +
+                                std::string(21, ' ') + "Response: 481 "));
+    EXPECT_THAT(text, HasSubstr("  Connecting to server Test Server ...\n"));
+    EXPECT_THAT(text, Not(HasSubstr(" S: ")));
+    EXPECT_THAT(text, Not(HasSubstr(" R: ")));
 }
 
 TEST_F(NNTPINN, PipelinedHeadsComeBackInOrder) {
@@ -98,17 +95,15 @@ TEST_F(NNTPINN, PipelinedHeadsComeBackInOrder) {
     constexpr size_t kDepth = 10;
     size_t sent = 0;
     for (size_t answered = 0; answered < accepted; ++answered) {
-        for (; sent < accepted && sent - answered < kDepth; ++sent) {
+        for (; sent < accepted && sent - answered < kDepth; ++sent)
             ASSERT_TRUE(session.send(("HEAD " + std::to_string(sent + 1)).c_str()));
-        }
         char line[1001];
         ASSERT_EQ(session.response("retrieve message from", false, line, sizeof line), 221u);
         std::string id = generator.messageId(answered);
         EXPECT_NE(strstr(line, id.c_str()), nullptr) << line;
         bool dot = false;
-        while (!dot && session.read(line, sizeof line)) {
+        while (!dot && session.read(line, sizeof line))
             dot = strcmp(line, ".") == 0;
-        }
         ASSERT_TRUE(dot);
     }
     EXPECT_EQ(errors(), Strings{});
