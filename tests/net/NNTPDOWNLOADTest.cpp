@@ -76,12 +76,14 @@ TEST(NNTPDownloadKillList, OverviewLines) {
 class NNTPDownload : public TRANSFERTEST {
 protected:
     // Plays the script after the greeting, downloads the group once and says goodbye.
-    bool run(FAKENNTP &fake, const std::string &script, NNTP::PROGRESSFUNC progress = nullptr) {
+    bool run(FAKENNTP &fake, const std::string &script, NNTP::PROGRESSFUNC progress = nullptr,
+             bool catchup = false) {
         fake.play("S: 200 ready\n" + script);
         long long server = serverAt(fake.port());
         BARN::NODE copy = node(fGroup = groupMake(server, "alt.test", fMode, fSaved));
         NNTP *nntp = session(server);
-        bool result = nntp->download(&copy, progress, kOverviewKind, kArticleKind);
+        bool result = catchup ? nntp->catchup(&copy, progress, 1)
+                              : nntp->download(&copy, progress, kOverviewKind, kArticleKind);
         delete nntp;
         EXPECT_TRUE(fake.wait());
         return result;
@@ -103,10 +105,6 @@ struct FETCHCASE {
     unsigned long limit;       // DownloadHeaders with the limit on; 0 for no limit
     INDEXRANGE after;
 };
-
-void PrintTo(const FETCHCASE &c, std::ostream *out) {
-    *out << c.name;
-}
 
 class NNTPDownloadFetch : public NNTPDownload, public testing::WithParamInterface<FETCHCASE> {};
 
@@ -140,13 +138,9 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         FETCHCASE{"new", {100, 200}, "211 111 150 260 alt.test", 201, 260, 0, {150, 260}},
         FETCHCASE{"renumbered", {100, 200}, "211 50 1 50 alt.test", 1, 50, 0, {1, 50}},
-        FETCHCASE{"nothing-new", {100, 200}, "211 170 1 170 alt.test", 0, 0, 0, {100, 200}},
+        FETCHCASE{"nothing_new", {100, 200}, "211 170 1 170 alt.test", 0, 0, 0, {100, 200}},
         FETCHCASE{"limited", {0, 0}, "211 1000 1000 1999 alt.test", 1000, 1299, 300, {1000, 1299}}),
-    [](const testing::TestParamInfo<FETCHCASE> &info) {
-        std::string name = info.param.name;
-        std::replace(name.begin(), name.end(), '-', '_');
-        return name;
-    });
+    [](const testing::TestParamInfo<FETCHCASE> &info) { return std::string(info.param.name); });
 
 TEST_F(NNTPDownload, MissingArticleIsSkippedAndPassed) {
     FAKENNTP fake;
@@ -248,13 +242,8 @@ TEST_F(NNTPDownload, KillfileKeepsArticlesFromBeingFetched) {
 TEST_F(NNTPDownload, CatchupTakesTheServersRange) {
     fSaved = {5, 9};
     FAKENNTP fake;
-    fake.play("S: 200 ready\nC: GROUP alt.test\nS: 211 40 30 20 alt.test\n" + kGoodbye);
-    long long server = serverAt(fake.port());
-    BARN::NODE copy = node(fGroup = groupMake(server, "alt.test", fMode, fSaved));
-    NNTP *nntp = session(server);
-    EXPECT_TRUE(nntp->catchup(&copy, nullptr, 1));
-    delete nntp;
-    EXPECT_TRUE(fake.wait());
+    EXPECT_TRUE(
+        run(fake, "C: GROUP alt.test\nS: 211 40 30 20 alt.test\n" + kGoodbye, nullptr, true));
     EXPECT_EQ(range(fGroup), (INDEXRANGE{20, 20})) << "the first is capped to the last";
     EXPECT_TRUE(stored().empty());
     EXPECT_NE(log().find("Index range updated: 20 to 20"), std::string::npos);
