@@ -32,24 +32,23 @@ std::string contents(const std::string &path) {
 constexpr const char *kRamfsVariable = "VW_TEST_RAMFS";
 } // namespace
 
-TEST_F(BARNFILETest, ListReadKeepsValidNamesInListOrder) {
+TEST_F(BARNFILETest, ListReadReportsAMissingFileAndKeepsValidNamesInListOrder) {
     ASSERT_TRUE(startStore());
     long long server = serverMake("List");
-    std::ofstream(listPath("List", ".txt"))
-        << "comp.lang.c\nComp.Lang.C\ncomp.lang.c\nnot a group\n" + std::string(1500, 'x') + "\n";
     BARNFILE::LIST list{"stale"};
     ALERTRECORDER alerts;
+    EXPECT_FALSE(BARNFILE::slistRead(server, &list));
+    EXPECT_EQ(alerts.texts(),
+              std::vector<std::string>{"Couldn't read newsgroups file.\nFilename: " +
+                                       listPath("List", ".txt") + "\nProblem: File not found"});
+    std::ofstream(listPath("List", ".txt"))
+        << "comp.lang.c\nComp.Lang.C\ncomp.lang.c\nnot a group\n" + std::string(1500, 'x') + "\n";
+    list = {"stale"};
     ASSERT_TRUE(BARNFILE::slistRead(server, &list));
     EXPECT_EQ(list, (BARNFILE::LIST{"Comp.Lang.C", "comp.lang.c"}));
-    EXPECT_EQ(alerts.count(), 0u);
+    EXPECT_EQ(alerts.count(), 1u);
     EXPECT_TRUE(BARNFILE::slistRead(server + 12345, &list));
     EXPECT_TRUE(list.empty());
-}
-
-TEST(BARNFILEList, SortPutsUnderscoreAfterLetters) {
-    BARNFILE::LIST list{"alt_x", "altx", "alt.x", "ALTX", "altx"};
-    BARNFILE::slistSort(&list);
-    EXPECT_EQ(list, (BARNFILE::LIST{"alt.x", "ALTX", "altx", "alt_x"}));
 }
 
 TEST_F(BARNFILETest, ListWriteKeepsTheOldListAsBackup) {
@@ -66,17 +65,10 @@ TEST_F(BARNFILETest, ListWriteKeepsTheOldListAsBackup) {
     ASSERT_EQ(file.open(listPath("Backup", ".txt").c_str(), DISKFILE::kRead), DISKFILE::kSuccess);
     EXPECT_EQ(file.mimeGet(type, sizeof(type)), DISKFILE::kSuccess);
     EXPECT_STREQ(type, "text/plain");
-}
-
-TEST_F(BARNFILETest, MissingListFileIsReported) {
-    ASSERT_TRUE(startStore());
-    long long server = serverMake("Empty");
-    BARNFILE::LIST list;
-    ALERTRECORDER alerts;
-    EXPECT_FALSE(BARNFILE::slistRead(server, &list));
-    ASSERT_EQ(alerts.count(), 1u);
-    EXPECT_EQ(alerts.texts()[0], "Couldn't read newsgroups file.\nFilename: " +
-                                     listPath("Empty", ".txt") + "\nProblem: File not found");
+    BARNFILE::LIST list{"alt_x", "altx", "alt.x", "ALTX", "altx"};
+    BARNFILE::slistSort(&list);
+    EXPECT_EQ(list, (BARNFILE::LIST{"alt.x", "ALTX", "altx", "alt_x"}))
+        << "underscore after letters";
 }
 
 TEST_F(BARNFILETest, StartCreatesTheLayout) {

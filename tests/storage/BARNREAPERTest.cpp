@@ -1,7 +1,6 @@
 // The reaper: scratch files, expiry per server and newsgroup, the idle hour and the pause.
 #include <map>
 #include <mutex>
-#include <sys/stat.h>
 
 #include "reader/KILLFILE.h"
 #include "tests/storage/STORETEST.h"
@@ -10,24 +9,6 @@ using namespace storetest;
 
 namespace {
 constexpr int64_t kHour = 3'600'000'000;
-
-size_t filesIn(const std::string &path) {
-    size_t count = 0;
-    DISKFILE walk;
-    walk.dirIterate(
-        path.c_str(),
-        [](void *data, const DISKFILE::ENTRY &entry) {
-            *static_cast<size_t *>(data) += entry.type == DISKFILE::kEntryFile ? 1 : 0;
-            return true;
-        },
-        &count);
-    return count;
-}
-
-bool exists(const std::string &path) {
-    struct stat info {};
-    return lstat(path.c_str(), &info) == 0;
-}
 
 std::mutex gOrderLock;
 std::vector<std::string> gOrder;
@@ -74,10 +55,6 @@ struct AGECASE {
     bool scratchGone;
     bool messageGone;
 };
-
-void PrintTo(const AGECASE &c, std::ostream *out) {
-    *out << c.name;
-}
 
 class BARNREAPERAgeTest : public BARNREAPERTest, public testing::WithParamInterface<AGECASE> {};
 } // namespace

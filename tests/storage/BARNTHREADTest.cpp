@@ -91,16 +91,7 @@ TEST_F(BARNTHREADTest, WholeDirectoryOperations) {
     EXPECT_EQ(unread(), 1u);
     run(BARNTHREAD::DeleteFile, fGroup, "", 0);
     EXPECT_EQ(unread(), 0u);
-    size_t left = 0;
-    DISKFILE walk;
-    walk.dirIterate(
-        fPath.c_str(),
-        [](void *data, const DISKFILE::ENTRY &) {
-            ++*static_cast<size_t *>(data);
-            return true;
-        },
-        &left);
-    EXPECT_EQ(left, 0u) << "every file went to the Trash";
+    EXPECT_EQ(filesIn(fPath), 0u) << "every file went to the Trash";
 }
 
 TEST_F(BARNTHREADTest, DownloadMarksAndTypes) {

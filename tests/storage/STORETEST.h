@@ -5,10 +5,12 @@
 #include <chrono>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/stat.h>
 #include <thread>
 #include <time.h>
 
 #include "app/SETTINGS.h"
+#include "base/DISKFILE.h"
 #include "base/TEXTFILE.h"
 #include "base/THREAD.h"
 #include "base/TIMEBASE.h"
@@ -58,6 +60,25 @@ inline void clocksFake(int64_t wallAhead) {
     clock.wall = fakeWall;
     clock.tick = fakeTick;
     TIMEBASE::clockSet(&clock);
+}
+
+inline bool exists(const std::string &path) {
+    struct stat info {};
+    return lstat(path.c_str(), &info) == 0;
+}
+
+// The plain files directly in a folder.
+inline size_t filesIn(const std::string &path) {
+    size_t count = 0;
+    DISKFILE walk;
+    walk.dirIterate(
+        path.c_str(),
+        [](void *data, const DISKFILE::ENTRY &entry) {
+            *static_cast<size_t *>(data) += entry.type == DISKFILE::kEntryFile ? 1 : 0;
+            return true;
+        },
+        &count);
+    return count;
 }
 
 struct MESSAGEFILE {
