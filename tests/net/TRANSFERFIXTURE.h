@@ -29,64 +29,59 @@ using nntptest::readFile;
 
 // The progress window as a recorder: every notification, error, status text and bar change.
 class WINDOW : public NEWSPROGRESS, public NEWSPROGRESS::OPENER {
+    template <typename FUNCTION>
+    auto locked(FUNCTION function) {
+        std::lock_guard<std::mutex> lock(fMutex);
+        return function();
+    }
+
 public:
-    bool post(const MESSAGE &message) override { return record(&fCodes, message.whatText()); }
-    void error(const char *text) override { record(&fErrors, text); }
+    bool post(const MESSAGE &message) override {
+        locked([&] { fCodes.push_back(message.whatText()); });
+        return true;
+    }
+    void error(const char *text) override {
+        locked([&] { fErrors.emplace_back(text); });
+    }
     void errorClear() override {}
     void progbarSet(double total, double done) override {
-        std::lock_guard<std::mutex> lock(fMutex);
-        fTotal = total;
-        fDone = done;
+        locked([&] { fTotal = total, fDone = done; });
     }
     void progbarInc(double units) override {
-        std::lock_guard<std::mutex> lock(fMutex);
-        fDone += units;
+        locked([&] { fDone += units; });
     }
     void progressStr(VIEWSTRINGNUM line) override {
         char text[NEWS::kStatusMax + 1];
         ::news.windowStrGet(line, text, sizeof text);
-        record(&fTexts, std::to_string(line) + ":" + text);
+        locked([&] { fTexts.push_back(std::to_string(line) + ":" + text); });
     }
-    NEWSPROGRESS *open() override {
-        std::lock_guard<std::mutex> lock(fMutex);
-        ++fOpened;
-        return this;
-    }
+    NEWSPROGRESS *open() override { return this; }
     void close(NEWSPROGRESS *) override {
-        std::lock_guard<std::mutex> lock(fMutex);
-        ++fClosed;
+        locked([&] { ++fClosed; });
     }
 
-    std::vector<std::string> codes() { return copy(fCodes); }
-    std::vector<std::string> errors() { return copy(fErrors); }
+    std::vector<std::string> codes() {
+        return locked([&] { return fCodes; });
+    }
+    std::vector<std::string> errors() {
+        return locked([&] { return fErrors; });
+    }
     bool saw(const std::string &text) {
-        std::vector<std::string> texts = copy(fTexts);
-        return std::find(texts.begin(), texts.end(), text) != texts.end();
+        return locked(
+            [&] { return std::find(fTexts.begin(), fTexts.end(), text) != fTexts.end(); });
     }
     int closed() {
-        std::lock_guard<std::mutex> lock(fMutex);
-        return fClosed;
+        return locked([&] { return fClosed; });
     }
     std::pair<double, double> bar() {
-        std::lock_guard<std::mutex> lock(fMutex);
-        return {fTotal, fDone};
+        return locked([&] { return std::make_pair(fTotal, fDone); });
     }
 
 private:
-    bool record(std::vector<std::string> *list, const std::string &text) {
-        std::lock_guard<std::mutex> lock(fMutex);
-        list->push_back(text);
-        return true;
-    }
-    std::vector<std::string> copy(const std::vector<std::string> &list) {
-        std::lock_guard<std::mutex> lock(fMutex);
-        return list;
-    }
-
     std::mutex fMutex;
     std::vector<std::string> fCodes, fErrors, fTexts;
     double fTotal = 0, fDone = 0;
-    int fOpened = 0, fClosed = 0;
+    int fClosed = 0;
 };
 
 // A store of the test's own with its workers running, the network and the killfile started.
