@@ -1,4 +1,5 @@
-// Tests of the news session against a real INN server on loopback: greeting, login, the log.
+// Tests of the news session against a real INN server on loopback: greeting, login, the log,
+// and pipelined reads of what the article generator filled in.
 #include "net/NNTP.h"
 
 #include <cstring>
@@ -85,6 +86,9 @@ TEST_F(NNTPINN, PipelinedHeadsComeBackInOrder) {
     size_t accepted = 0;
     std::string error;
     ASSERT_TRUE(inn().fill("vw.test.small", 0, 30, 3, &accepted, &error)) << error;
+    size_t again = 9;
+    ASSERT_TRUE(inn().fill("vw.test.small", 0, 30, 3, &again, &error)) << error;
+    EXPECT_EQ(again, 0u) << "the same Message-IDs again are duplicates";
     ARTICLEGEN generator("vw.test.small", 3, INNSERVER::kDomain);
     SETTINGS::storage.transferLogging = SETTINGS::kLogOff;
     BARN::NODE node = server(inn().readerPort());
