@@ -16,27 +16,13 @@ constexpr uint32_t kLoopback = 0x7F000001;
 constexpr int64_t kLongWait = 5'000'000;
 
 TEST(NetworkNames, DottedQuads) {
-    const struct {
-        const char *text;
-        uint32_t address;
-    } cases[] = {
-        {"10.0.0.1", 0x0A000001},
-        {"255.255.255.255", 0xFFFFFFFF},
-        {"001.002.003.004", 0x01020304},
-        {"0.0.0.0", 0},
-        {"1.2.3", 0},
-        {"1.2.3.4.", 0},
-        {"256.1.1.1", 0},
-        {"1.2.3.4x", 0},
-        {"001.002.003.0004", 0},
-        {"1.2.3.0004", 0},
-        {"1..2.3", 0},
-        {" 1.2.3.4", 0},
-        {"", 0},
-        {"1.2.3.4.5", 0},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(NETWORK::inetAddr(c.text), c.address) << '"' << c.text << '"';
+    EXPECT_EQ(NETWORK::inetAddr("10.0.0.1"), 0x0A000001u);
+    EXPECT_EQ(NETWORK::inetAddr("255.255.255.255"), 0xFFFFFFFFu);
+    EXPECT_EQ(NETWORK::inetAddr("001.002.003.004"), 0x01020304u);
+    for (const char *bad :
+         {"0.0.0.0", "1.2.3", "1.2.3.4.", "256.1.1.1", "1.2.3.4x", "001.002.003.0004", "1.2.3.0004",
+          "1..2.3", " 1.2.3.4", "", "1.2.3.4.5"})
+        EXPECT_EQ(NETWORK::inetAddr(bad), 0u) << '"' << bad << '"';
 
     char out[32];
     NETWORK::inetStr(out, 0x0A000001, false);
@@ -56,27 +42,13 @@ TEST(NetworkNames, DottedQuads) {
 }
 
 TEST(NetworkNames, HostnameCheckAndClean) {
-    const struct {
-        std::string host;
-        bool valid;
-    } checks[] = {
-        {"a", true},
-        {"-", false},
-        {"9", false},
-        {"1host2", false},
-        {"1host", true},
-        {"host..name", false},
-        {".host", false},
-        {"host.", false},
-        {"10.0.0.1", true},
-        {"news_server.example", false},
-        {"news.example.invalid", true},
-        {"", false},
-        {std::string(70, 'a'), true},
-        {std::string(71, 'a'), false},
-    };
-    for (const auto &c : checks)
-        EXPECT_EQ(NETWORK::hostnameCheck(c.host.c_str()), c.valid) << '"' << c.host << '"';
+    for (const std::string &good : std::initializer_list<std::string>{
+             "a", "1host", "10.0.0.1", "news.example.invalid", std::string(70, 'a')})
+        EXPECT_TRUE(NETWORK::hostnameCheck(good.c_str())) << good;
+    for (const std::string &bad :
+         std::initializer_list<std::string>{"-", "9", "1host2", "host..name", ".host", "host.",
+                                            "news_server.example", "", std::string(71, 'a')})
+        EXPECT_FALSE(NETWORK::hostnameCheck(bad.c_str())) << '"' << bad << '"';
 
     const struct {
         std::string dirty;
