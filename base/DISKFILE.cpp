@@ -450,6 +450,8 @@ DISKFILE::ERROR DISKFILE::permGet(uint32_t *bits) {
     struct stat info {};
     if (ERROR error = _fstat(&info, kReadFailed); error != kSuccess)
         return error;
+    // A fresh reading also refreshes the bits the owner checks use.
+    fModeBits = uint32_t(info.st_mode);
     *bits = uint32_t(info.st_mode) & 07777;
     return kSuccess;
 }
