@@ -10,8 +10,8 @@
 #include "app/INITFILE.h"
 #include "app/PATHMGR.h"
 #include "base/DISKFILE.h"
-#include "base/MSGIDINDEX.h"
-#include "base/URL.h"
+#include "base/FILEINDEX.h"
+#include "message/URL.h"
 
 extern char **environ;
 
@@ -67,10 +67,10 @@ bool databaseUpdate() {
     return WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 127);
 }
 
-bool hasIndexed(const BEMIME::FILETYPE *type) {
+bool hasIndexed(const FILETYPE *type) {
     if (type->attributes == nullptr)
         return false;
-    for (const BEMIME::ATTRINFO *attr = type->attributes; attr->name != nullptr; ++attr)
+    for (const FILETYPE::ATTRINFO *attr = type->attributes; attr->name != nullptr; ++attr)
         if (attr->indexed)
             return true;
     return false;
@@ -163,13 +163,12 @@ bool BEMIME::linkInstall() {
 bool BEMIME::uninstall(const FILETYPE *type) {
     if (type == nullptr || type->mimeType == nullptr)
         return false;
-    bool done = indexUninstall(type);
     if (!installed(type))
-        return done;
+        return true;
     DISKFILE file;
     if (file.erase(packagePath(type->mimeType).c_str()) != DISKFILE::kSuccess)
         return false;
-    return databaseUpdate() && done;
+    return databaseUpdate();
 }
 
 // The only index this system keeps is the Message-ID index; a type asking for any other
@@ -177,17 +176,8 @@ bool BEMIME::uninstall(const FILETYPE *type) {
 bool BEMIME::indexInstall(const FILETYPE *type) {
     if (!hasIndexed(type))
         return true;
-    for (const ATTRINFO *attr = type->attributes; attr->name != nullptr; ++attr)
-        if (attr->indexed && !MSGIDINDEX::indexed(attr->name))
+    for (const FILETYPE::ATTRINFO *attr = type->attributes; attr->name != nullptr; ++attr)
+        if (attr->indexed && !FILEINDEX::indexed(attr->name))
             return false;
-    return true;
-}
-
-bool BEMIME::indexUninstall(const FILETYPE *type) {
-    if (!hasIndexed(type))
-        return true;
-    for (const ATTRINFO *attr = type->attributes; attr->name != nullptr; ++attr)
-        if (attr->indexed && MSGIDINDEX::indexed(attr->name))
-            return MSGIDINDEX::remove();
     return true;
 }

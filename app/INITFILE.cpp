@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/BEAPP.h"
+#include "app/APPNAME.h"
 #include "app/BEMIME.h"
 #include "app/PATHMGR.h"
 #include "base/ALERT.h"
@@ -55,7 +55,7 @@ std::string backupName(const std::string &path) {
 
 const char *const kExtensions[] = {"ini", nullptr};
 
-const BEMIME::FILETYPE kFileType = {
+const FILETYPE kFileType = {
     .icon = "text-x-generic",
     .mimeType = INITFILE::kMimeType,
     .preferredApp = "application/x-vnd.Be-STEE",

@@ -6,7 +6,6 @@
 
 #include "app/PATHMGR.h"
 #include "message/IMsg.h"
-#include "storage/BARN.h"
 
 namespace {
 using ITEM = INITFILE::ITEM;
@@ -24,7 +23,7 @@ constexpr RGBCOLOR rgb(uint8_t red, uint8_t green, uint8_t blue) {
 constexpr SETTINGS::STORAGE kStorageDefault = {
     .path = {},
     .daysToKeepMessages = 10,
-    .downloadDefault = uint32_t(GROUPDOWNLOAD::HeadersOnly),
+    .downloadDefault = SETTINGS::kHeadersOnly,
     .downloadLimit = true,
     .downloadArticles = 200,
     .downloadHeaders = 200,
@@ -350,9 +349,9 @@ INITFILE::SECT *SETTINGS::sections[] = {
 const STR::INDEX SETTINGS::indexYesNo[] = {{0, "No"}, {1, "Yes"}, {0, nullptr}};
 const STR::INDEX SETTINGS::indexDownload[] = {
     {0, STR::kUnknown},
-    {int64_t(GROUPDOWNLOAD::NoDownload), "NoDownload"},
-    {int64_t(GROUPDOWNLOAD::HeadersOnly), "HeadersOnly"},
-    {int64_t(GROUPDOWNLOAD::HeadersAndBodies), "HeadersAndBodies"},
+    {SETTINGS::kNoDownload, "NoDownload"},
+    {SETTINGS::kHeadersOnly, "HeadersOnly"},
+    {SETTINGS::kHeadersAndBodies, "HeadersAndBodies"},
     {0, nullptr},
 };
 // The first name of a value is the one written, so "None" and "No" are read but "Off" is

@@ -34,6 +34,12 @@ public:
         kFocusHeaders = 2,
         kFocusMessage = 3,
     };
+    // A newsgroup's download mode; the storage tree's GROUPDOWNLOAD takes these values.
+    enum DOWNLOADMODE : uint32_t {
+        kNoDownload = 1,
+        kHeadersOnly = 2,
+        kHeadersAndBodies = 3,
+    };
     enum PROGRESSTAB : uint32_t {
         kTabProgress = 0,
         kTabActions = 1,

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/DISKFILEXATTR.h"
-#include "base/MSGIDINDEX.h"
+#include "base/FILEINDEX.h"
 
 DISKFILE::ERROR DISKFILE::_attrBegin(const char *name, ACCESS access) {
     if (fFd < 0)
@@ -86,8 +86,8 @@ DISKFILE::ERROR DISKFILE::attrWrite(const char *name, uint32_t type, int64_t pos
         return error == kNotFound ? kAttrNotFound : error;
     }
     *count = size;
-    if (MSGIDINDEX::indexed(name))
-        MSGIDINDEX::fileSync(fPath);
+    if (FILEINDEX *index = FILEINDEX::installed(); index != nullptr && FILEINDEX::indexed(name))
+        index->fileSync(fPath);
     return kSuccess;
 }
 
@@ -117,8 +117,8 @@ DISKFILE::ERROR DISKFILE::attrErase(const char *name) {
     int status = DISKFILEXATTR::remove(fFd, DISKFILEXATTR::fullName(name));
     if (status != 0)
         return errorGet(status, kWriteFailed);
-    if (MSGIDINDEX::indexed(name))
-        MSGIDINDEX::fileSync(fPath);
+    if (FILEINDEX *index = FILEINDEX::installed(); index != nullptr && FILEINDEX::indexed(name))
+        index->fileSync(fPath);
     return kSuccess;
 }
 

@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "base/DISKFILEXATTR.h"
-#include "base/MSGIDINDEX.h"
+#include "base/FILEINDEX.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ bool sameFile(const char *a, const char *b) {
 // message files.
 bool carriesIndexed(const char *path, const struct stat &info) {
     return S_ISREG(info.st_mode) &&
-           DISKFILEXATTR::has(-1, path, DISKFILEXATTR::fullName(MSGIDINDEX::kAttribute));
+           DISKFILEXATTR::has(-1, path, DISKFILEXATTR::fullName(FILEINDEX::kAttribute));
 }
 
 } // namespace
@@ -99,12 +99,13 @@ DISKFILE::ERROR DISKFILE::erase(const char *path) {
     struct stat info {};
     if (lstat(cut, &info) != 0)
         return errorGet(errno, kEraseFailed);
-    const bool indexed = carriesIndexed(cut, info);
+    FILEINDEX *index = FILEINDEX::installed();
+    const bool indexed = index != nullptr && carriesIndexed(cut, info);
     const int status = S_ISDIR(info.st_mode) ? rmdir(cut) : unlink(cut);
     if (status != 0)
         return errorGet(errno, kEraseFailed);
     if (indexed)
-        MSGIDINDEX::fileSync(cut);
+        index->fileSync(cut);
     return kSuccess;
 }
 
@@ -121,7 +122,8 @@ DISKFILE::ERROR DISKFILE::rename(const char *from, const char *to) {
     struct stat info {};
     if (lstat(source, &info) != 0)
         return errorGet(errno, kRenameFailed);
-    const bool indexed = carriesIndexed(source, info);
+    FILEINDEX *index = FILEINDEX::installed();
+    const bool indexed = index != nullptr && carriesIndexed(source, info);
     int status = renameat2(AT_FDCWD, source, AT_FDCWD, target, RENAME_NOREPLACE);
     if (status != 0 && (errno == EINVAL || errno == ENOSYS)) {
         // A file system without no-replace renames: check first, then rename.
@@ -134,10 +136,10 @@ DISKFILE::ERROR DISKFILE::rename(const char *from, const char *to) {
     }
     if (status != 0)
         return errorGet(errno, kRenameFailed);
-    if (S_ISDIR(info.st_mode))
-        MSGIDINDEX::dirRename(source, target);
+    if (index != nullptr && S_ISDIR(info.st_mode))
+        index->dirRename(source, target);
     else if (indexed)
-        MSGIDINDEX::fileRename(source, target);
+        index->fileRename(source, target);
     return kSuccess;
 }
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/DISKFILEXATTR.h"
-#include "base/MSGIDINDEX.h"
+#include "base/FILEINDEX.h"
 
 namespace {
 
@@ -116,12 +116,15 @@ DISKFILE::ERROR DISKFILE::query(int64_t device, const char *predicate, ENTRYFUNC
         return kPathInvalid;
     const TERM *key = nullptr;
     for (const TERM &term : terms)
-        if (MSGIDINDEX::indexed(term.name.c_str()))
+        if (FILEINDEX::indexed(term.name.c_str()))
             key = &term;
     if (key == nullptr)
         return kPathInvalid;
+    FILEINDEX *index = FILEINDEX::installed();
+    if (index == nullptr)
+        return kSuccess; // no store is open: nothing is indexed, nothing found
     std::vector<std::string> paths;
-    if (!MSGIDINDEX::lookup(device, key->value, &paths))
+    if (!index->lookup(device, key->value, &paths))
         return kPathInvalid;
     for (const std::string &path : paths) {
         // The index is a hint: a row whose file is gone or holds another Message-ID is
@@ -129,7 +132,7 @@ DISKFILE::ERROR DISKFILE::query(int64_t device, const char *predicate, ENTRYFUNC
         struct stat info {};
         if (lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode) ||
             int64_t(info.st_dev) != device || !termHolds(path, *key)) {
-            MSGIDINDEX::fileSync(path.c_str());
+            index->fileSync(path.c_str());
             continue;
         }
         bool holds = true;

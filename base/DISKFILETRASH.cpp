@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "base/DISKFILEXATTR.h"
-#include "base/MSGIDINDEX.h"
+#include "base/FILEINDEX.h"
 #include "base/TextFormat.h"
 
 namespace {
@@ -114,9 +114,10 @@ DISKFILE::ERROR DISKFILE::trash(const char *path) {
     struct stat info {};
     const bool listed = lstat(cut, &info) == 0;
     const bool directory = listed && S_ISDIR(info.st_mode);
+    FILEINDEX *index = FILEINDEX::installed();
     const bool indexed =
-        listed && S_ISREG(info.st_mode) &&
-        DISKFILEXATTR::has(-1, cut, DISKFILEXATTR::fullName(MSGIDINDEX::kAttribute));
+        index != nullptr && listed && S_ISREG(info.st_mode) &&
+        DISKFILEXATTR::has(-1, cut, DISKFILEXATTR::fullName(FILEINDEX::kAttribute));
     std::string name;
     char target[kPathMax + 1];
     error = kFileExists;
@@ -136,10 +137,10 @@ DISKFILE::ERROR DISKFILE::trash(const char *path) {
     name = target + filesDir.size() + 1;
     writeInfo(infoDir, name, shownPath);
     // What lies in the trash is no longer part of the store: the index forgets it.
-    if (directory)
-        MSGIDINDEX::dirRemove(target);
+    if (index != nullptr && directory)
+        index->dirRemove(target);
     else if (indexed)
-        MSGIDINDEX::fileRemove(target);
+        index->fileRemove(target);
     return kSuccess;
 }
 

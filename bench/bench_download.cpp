@@ -18,7 +18,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "app/BARNINFO.h"
 #include "app/SETTINGS.h"
 #include "base/DISKFILE.h"
 #include "base/STR.h"
@@ -27,6 +26,7 @@
 #include "net/NNTP.h"
 #include "reader/KILLFILE.h"
 #include "storage/BARN.h"
+#include "storage/BARNINFO.h"
 #include "tests/support/INNSERVER.h"
 
 extern char **environ;

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "base/DISKFILE.h"
-#include "base/MSGIDINDEX.h"
+#include "storage/MSGIDINDEX.h"
 
 namespace {
 

@@ -6,11 +6,11 @@
 #include <string>
 #include <sys/resource.h>
 
-#include "app/BARNINFO.h"
 #include "app/SETTINGS.h"
 #include "base/STR.h"
 #include "net/NETWORK.h"
 #include "net/NNTP.h"
+#include "storage/BARNINFO.h"
 #include "tests/support/FAKENNTP.h"
 #include "tests/support/INNSERVER.h"
 

@@ -1,9 +1,10 @@
 # Helpers the subsystem folders use to declare their sources and tests.
 
-# vw_core_sources(<folder> <file>...): toolkit-free classes of one subsystem.
+# vw_core_sources(<folder> <file>...): toolkit-free classes of one subsystem, built as the
+# static library vw_<folder>, which links the layer below it (see VW_FOLDERS).
 function(vw_core_sources folder)
     if(NOT TARGET vw_${folder})
-        add_library(vw_${folder} OBJECT)
+        add_library(vw_${folder} STATIC)
         target_include_directories(vw_${folder} PUBLIC ${PROJECT_SOURCE_DIR})
         target_link_libraries(vw_${folder} PUBLIC Threads::Threads SQLite::SQLite3)
     endif()

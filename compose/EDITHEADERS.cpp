@@ -5,7 +5,7 @@
 #include <string>
 #include <sys/utsname.h>
 
-#include "app/BEAPP.h"
+#include "app/APPNAME.h"
 #include "message/HdrBuf.h"
 #include "net/NNTP.h"
 

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "net/NETWORK.h"
+#include "base/NETNAMES.h"
 
 namespace {
 
@@ -57,7 +57,7 @@ bool IMsg::EmailFindAt(std::string_view text, size_t at, size_t &start, size_t &
     while (right > at + 1 && text[right - 1] == '.')
         right--;
     std::string domain(text.substr(at + 1, right - at - 1));
-    if (domain.empty() || domain.size() > kEmailPartMax || !NETWORK::hostnameCheck(domain.c_str()))
+    if (domain.empty() || domain.size() > kEmailPartMax || !NETNAMES::hostnameCheck(domain.c_str()))
         return false;
 
     size_t length = right - left;

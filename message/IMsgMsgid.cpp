@@ -3,9 +3,9 @@
 
 #include <atomic>
 
+#include "base/NETNAMES.h"
 #include "base/TIMEBASE.h"
 #include "base/TextFormat.h"
-#include "net/NETWORK.h"
 
 namespace {
 
@@ -53,13 +53,13 @@ void IMsg::MsgidGen(std::string &out, bool fallback) {
         out = "<BG" + time + "@" + kFallbackDomain + ">";
         return;
     }
-    char fqdn[NETWORK::kLocalPartMax * 2 + 2] = {};
-    NETWORK::localFQDN(fqdn, sizeof(fqdn));
+    char fqdn[NETNAMES::kLocalPartMax * 2 + 2] = {};
+    NETNAMES::localFQDN(fqdn, sizeof(fqdn));
     std::string host(fqdn);
     if (host.size() > kFQDNMax)
         host.resize(kFQDNMax);
     if (host.empty())
-        host = NETWORK::kUnknownDomain;
+        host = NETNAMES::kUnknownDomain;
     out = "<VM" + time + "@" + host + ">";
 }
 

@@ -10,35 +10,36 @@
 namespace {
 
 // The attribute rows, in ATTRNUM order, ended by a null name for the type's list.
-const BEMIME::ATTRINFO kAttributes[] = {
-    {"VELLOWICK:subject", "Subject", DISKFILE::kTypeString, true, false, 200, BEMIME::kAlignLeft,
+const FILETYPE::ATTRINFO kAttributes[] = {
+    {"VELLOWICK:subject", "Subject", DISKFILE::kTypeString, true, false, 200, FILETYPE::kAlignLeft,
      false},
-    {"VELLOWICK:author", "Author", DISKFILE::kTypeString, true, false, 130, BEMIME::kAlignLeft,
+    {"VELLOWICK:author", "Author", DISKFILE::kTypeString, true, false, 130, FILETYPE::kAlignLeft,
      false},
     {"VELLOWICK:email", "E-Mail Address", DISKFILE::kTypeString, true, false, 100,
-     BEMIME::kAlignLeft, false},
-    {"VELLOWICK:to", "To", DISKFILE::kTypeString, true, false, 130, BEMIME::kAlignLeft, false},
+     FILETYPE::kAlignLeft, false},
+    {"VELLOWICK:to", "To", DISKFILE::kTypeString, true, false, 130, FILETYPE::kAlignLeft, false},
     {"VELLOWICK:newsgroups", "Newsgroups", DISKFILE::kTypeString, true, false, 150,
-     BEMIME::kAlignLeft, false},
-    {"VELLOWICK:datetime", "Date/Time", DISKFILE::kTypeTime, true, false, 100, BEMIME::kAlignLeft,
+     FILETYPE::kAlignLeft, false},
+    {"VELLOWICK:datetime", "Date/Time", DISKFILE::kTypeTime, true, false, 100, FILETYPE::kAlignLeft,
      false},
-    {"VELLOWICK:lines", "Lines", DISKFILE::kTypeInt32, true, false, 35, BEMIME::kAlignRight, false},
-    {"VELLOWICK:read", "Read", DISKFILE::kTypeBool, true, false, 30, BEMIME::kAlignLeft, false},
-    {"VELLOWICK:type", "Type", DISKFILE::kTypeInt32, true, false, 30, BEMIME::kAlignRight, false},
-    {"VELLOWICK:msgid", "Message ID", DISKFILE::kTypeString, true, false, 150, BEMIME::kAlignLeft,
+    {"VELLOWICK:lines", "Lines", DISKFILE::kTypeInt32, true, false, 35, FILETYPE::kAlignRight,
+     false},
+    {"VELLOWICK:read", "Read", DISKFILE::kTypeBool, true, false, 30, FILETYPE::kAlignLeft, false},
+    {"VELLOWICK:type", "Type", DISKFILE::kTypeInt32, true, false, 30, FILETYPE::kAlignRight, false},
+    {"VELLOWICK:msgid", "Message ID", DISKFILE::kTypeString, true, false, 150, FILETYPE::kAlignLeft,
      true},
     {"VELLOWICK:references", "References", DISKFILE::kTypeString, false, false, 150,
-     BEMIME::kAlignLeft, false},
+     FILETYPE::kAlignLeft, false},
     {"VELLOWICK:charset", "Character Set", DISKFILE::kTypeInt32, false, false, 50,
-     BEMIME::kAlignRight, false},
+     FILETYPE::kAlignRight, false},
     {"VELLOWICK:postserver", "Posting Server", DISKFILE::kTypeInt64, false, false, 80,
-     BEMIME::kAlignLeft, false},
-    {nullptr, nullptr, 0, false, false, 0, BEMIME::kAlignLeft, false},
+     FILETYPE::kAlignLeft, false},
+    {nullptr, nullptr, 0, false, false, 0, FILETYPE::kAlignLeft, false},
 };
 
 const char *const kExtensions[] = {VMSG::kExtension, nullptr};
 
-const BEMIME::FILETYPE kFileType = {
+const FILETYPE kFileType = {
     .icon = "text-x-generic",
     .mimeType = VMSG::kMimeType,
     .preferredApp = "application/x-vnd.Be-STEE",
@@ -68,22 +69,18 @@ constexpr uint64_t kKilo = 1024;
 
 } // namespace
 
-bool VMSG::mimeInstall() {
-    return BEMIME::install(&kFileType);
+const FILETYPE *VMSG::fileType() {
+    return &kFileType;
 }
 
-bool VMSG::mimeUninstall() {
-    return BEMIME::uninstall(&kFileType);
-}
-
-const BEMIME::ATTRINFO *VMSG::attrFind(int32_t attr) {
+const FILETYPE::ATTRINFO *VMSG::attrFind(int32_t attr) {
     if (attr < 0 || attr >= AttrCount)
         return nullptr;
     return &kAttributes[attr];
 }
 
 size_t VMSG::attrSize(int32_t attr) {
-    const BEMIME::ATTRINFO *row = attrFind(attr);
+    const FILETYPE::ATTRINFO *row = attrFind(attr);
     if (row == nullptr)
         return 0;
     switch (row->type) {

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "app/BEMIME.h"
 #include "base/DISKFILE.h"
+#include "base/FILETYPE.h"
 #include "message/HdrBuf.h"
 #include "message/IMsg.h"
 
@@ -158,16 +158,16 @@ public:
         void *context = nullptr;
         // Filled with the attachments found (emptied first), when given.
         std::unique_ptr<ATTACHMENT> *attachments = nullptr;
-        // The scratch file for the HTML part; empty means the data directory's.
+        // The scratch file for the HTML part (the message view gives the data directory's);
+        // without one the HTML part is read as text.
         std::string htmlPath;
     };
 
     // --- The file type ---
     // The type with its attribute list; the Message-ID attribute is the indexed one.
-    static bool mimeInstall();
-    static bool mimeUninstall();
+    static const FILETYPE *fileType();
     // The row of an attribute; null above AttrPostServer.
-    static const BEMIME::ATTRINFO *attrFind(int32_t attr);
+    static const FILETYPE::ATTRINFO *attrFind(int32_t attr);
     // Bytes of a fixed-size attribute; 0 for the strings.
     static size_t attrSize(int32_t attr);
 

@@ -173,7 +173,7 @@ const char *leafOf(const char *path) {
 } // namespace
 
 DISKFILE::ERROR VMSG::attrRead(DISKFILE *file, int32_t attr, void *buffer, size_t size) {
-    const BEMIME::ATTRINFO *row = attrFind(attr);
+    const FILETYPE::ATTRINFO *row = attrFind(attr);
     if (row == nullptr || buffer == nullptr || size == 0)
         return DISKFILE::kPathInvalid;
     const size_t fixed = attrSize(attr);
@@ -206,7 +206,7 @@ DISKFILE::ERROR VMSG::attrRead(DISKFILE *file, int32_t attr, void *buffer, size_
 }
 
 DISKFILE::ERROR VMSG::attrWrite(DISKFILE *file, int32_t attr, const void *buffer, size_t size) {
-    const BEMIME::ATTRINFO *row = attrFind(attr);
+    const FILETYPE::ATTRINFO *row = attrFind(attr);
     if (row == nullptr || (buffer == nullptr && size > 0))
         return DISKFILE::kPathInvalid;
     size_t count = 0;

@@ -1,7 +1,6 @@
 // Message files: reading a body line by line in UTF-8 for the view and for quoting.
 #include "message/VMSG.h"
 
-#include "app/BARNINFO.h"
 #include "base/TEXTFILE.h"
 #include "message/BINTEXT.h"
 #include "message/FILEDECODE.h"
@@ -144,11 +143,8 @@ DISKFILE::ERROR BODYREADER::section(HdrBuf::Encoding encoding, IMsg::Charset cha
     TEXTFILE htmlFile;
     char htmlPath[VMSG::kPathMax + 1] = {};
     TEXTFILE *html = nullptr;
-    if (isHTML && fRead.html != nullptr) {
-        if (fRead.htmlPath.empty())
-            BARNINFO::pathHTML(htmlPath, sizeof(htmlPath));
-        else
-            STR::copy(htmlPath, fRead.htmlPath, sizeof(htmlPath));
+    if (isHTML && fRead.html != nullptr && !fRead.htmlPath.empty()) {
+        STR::copy(htmlPath, fRead.htmlPath, sizeof(htmlPath));
         // Without a scratch file the HTML is at least shown as text.
         if (htmlFile.create(htmlPath, DISKFILE::kReadWrite) == DISKFILE::kSuccess)
             html = &htmlFile;

@@ -6,9 +6,11 @@
 #include <cstdint>
 
 #include "base/CRITSECT.h"
+#include "base/NETNAMES.h"
 
-// The program has one network layer, so its state and operations are all static.
-class NETWORK {
+// The program has one network layer, so its state and operations are all static. The host-name
+// texts come from NETNAMES, so NETWORK::hostnameCheck and its kin read as one layer.
+class NETWORK : public NETNAMES {
 public:
     // The network error enumeration; errorStr gives each value's fixed text.
     enum ERROR : uint32_t {
@@ -64,13 +66,6 @@ public:
     static constexpr int64_t kPollMicros = 2'000; // the wait step of connect and receive
     static constexpr size_t kNameMax = 89;        // addrFind copies at most this much
     static constexpr size_t kReverseNameMax = 69; // reverse look-up result cut
-    static constexpr size_t kDottedQuadMax = 15;
-    static constexpr size_t kHostnameMax = 70;   // hostnameCheck length limit
-    static constexpr size_t kCleanKeepMax = 198; // hostnameClean stops after this many
-    static constexpr size_t kCleanOutMax = 71;   // hostnameClean result, terminator included
-    static constexpr size_t kLocalPartMax = 200; // localFQDN reads each part into this
-    static constexpr const char *kUnknownHost = "unknown";
-    static constexpr const char *kUnknownDomain = "unknown.dom";
 
     NETWORK() = delete;
 
@@ -112,22 +107,8 @@ public:
     // Address to name through the resolver, cut to kReverseNameMax characters.
     static ERROR addrFind(char *name, uint32_t address);
     static int addrCmp(const ADDR *a, const ADDR *b);
-    // The dotted quad's address, or 0 when the text is not one ("0.0.0.0" included).
-    static uint32_t inetAddr(const char *text);
-    // out must hold 16 bytes.
-    static void inetStr(char *out, uint32_t address, bool padded);
     // out must hold 22 bytes.
     static void addrStr(char *out, const ADDR *addr, bool padded);
-    static bool hostnameCheck(const char *name);
-    // Cleans in place: letters, digits, '-' and single dots, cut to min(size, 71) bytes.
-    static void hostnameClean(char *name, unsigned long size);
-    // The machine's cleaned host name or "unknown"; true when the platform gave one.
-    static bool localHost(char *out, unsigned long size);
-    // The resolver's domain, else the host name's domain part, else "unknown.dom"; true when
-    // one was found.
-    static bool localDomain(char *out, unsigned long size);
-    // Host name with the domain appended unless already there; true when both were found.
-    static bool localFQDN(char *out, unsigned long size);
     // The local address a new stream socket is bound to, 0 on failure.
     static uint32_t ipAddr();
     static const char *errorStr(ERROR error);

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "app/BARNINFO.h"
 #include "base/STR.h"
 #include "base/TEXTFILE.h"
 #include "message/VMSG.h"
 #include "net/NNTP.h"
 #include "net/NNTPOPERATION.h"
+#include "storage/BARNINFO.h"
 #include "storage/BARNTHREAD.h"
 
 namespace {

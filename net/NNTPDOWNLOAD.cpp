@@ -6,13 +6,14 @@
 #include <deque>
 #include <string>
 
-#include "app/BARNINFO.h"
+#include "app/SETTINGS.h"
 #include "base/STR.h"
 #include "message/HdrBuf.h"
 #include "message/VMSG.h"
 #include "net/NNTP.h"
 #include "net/NNTPOPERATION.h"
-#include "reader/KILLFILE.h"
+#include "storage/AUTHORFILTER.h"
+#include "storage/BARNINFO.h"
 #include "storage/BARNTHREAD.h"
 
 namespace {
@@ -122,7 +123,7 @@ bool NNTP::download(BARN::NODE *group, PROGRESSFUNC progress, long overviewKind,
     fProgressFunc = progress;
     fProgress = PROGRESS{};
     fProgress.bodies = BARN::downloadBodies(group);
-    fKillDuringDownload = KILLFILE::ApplyToDownload();
+    fKillDuringDownload = SETTINGS::killfile.applyToDownload;
     logWrite(kLogStatus, "Downloading new %s from %s ...",
              fProgress.bodies ? "messages" : "headers", group->name);
     logWrite(kLogDetail, "Saved index range: %lu to %lu", (unsigned long)group->group.indexFirst,
@@ -203,7 +204,7 @@ void NNTP::overAdd(KILLLIST *killList, const char *line) {
     std::string author;
     std::string email;
     HdrBuf::SplitFrom(from, author, email);
-    if (!KILLFILE::Find(author.c_str(), email.c_str()))
+    if (!AUTHORFILTER::killed(author.c_str(), email.c_str()))
         return;
     // Overview lines come in ascending order, so this is nearly always an append.
     uint32_t value = uint32_t(number);
@@ -336,7 +337,7 @@ bool NNTP::downloadFile() {
     }
     header.End();
     bool readBefore = barnThread.messageIsRead(header.StringMessageID());
-    bool killed = KILLFILE::Find(header.StringAuthor(), header.StringEmail());
+    bool killed = AUTHORFILTER::killed(header.StringAuthor(), header.StringEmail());
     int32_t type = fProgress.bodies ? IMsg::MsgTypeNews : IMsg::MsgTypeNewsHeader;
     if (!VMSG::attrCreate(path, type, &header, IMsg::CharsetNone, false, fProgress.bodyLines,
                           readBefore, VMSG::kServerNone)) {

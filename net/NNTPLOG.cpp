@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/BARNINFO.h"
 #include "app/SETTINGS.h"
 #include "base/STR.h"
 #include "base/TIMEBASE.h"
+#include "storage/BARNINFO.h"
 
 namespace {
 

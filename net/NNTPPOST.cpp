@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "app/BARNINFO.h"
 #include "base/STR.h"
 #include "base/TEXTFILE.h"
 #include "message/HdrBuf.h"
@@ -13,6 +12,7 @@
 #include "net/NNTP.h"
 #include "net/NNTPOPERATION.h"
 #include "storage/BARNFILE.h"
+#include "storage/BARNINFO.h"
 
 namespace {
 

@@ -6,13 +6,14 @@
 #include <string>
 #include <string_view>
 
-#include "app/BARNINFO.h"
 #include "app/INITFILE.h"
 #include "app/SETTINGS.h"
 #include "base/BETIME.h"
 #include "base/STR.h"
 #include "base/TEXTFILE.h"
 #include "base/TIMEBASE.h"
+#include "storage/AUTHORFILTER.h"
+#include "storage/BARNINFO.h"
 
 CRITSECT KILLFILE::sLock;
 std::vector<KILLFILE::BOZO> *KILLFILE::sList = nullptr;
@@ -212,6 +213,7 @@ bool KILLFILE::Start() {
     sList = new std::vector<BOZO>;
     sList->reserve(kListCapacity);
     _read();
+    AUTHORFILTER::install(&KILLFILE::Find);
     return true;
 }
 
@@ -219,6 +221,7 @@ void KILLFILE::Stop() {
     CRITSECT_HOLD hold(sLock);
     if (sList == nullptr)
         return;
+    AUTHORFILTER::install(nullptr);
     _write();
     delete sList;
     sList = nullptr;

@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "app/BARNINFO.h"
 #include "app/SETTINGS.h"
 #include "base/DISKFILE.h"
-#include "base/MSGIDINDEX.h"
 #include "message/VMSG.h"
 #include "storage/BARNFILE.h"
+#include "storage/BARNINFO.h"
 #include "storage/BARNTHREAD.h"
+#include "storage/MSGIDINDEX.h"
 
 BARN barn;
 
@@ -58,6 +58,7 @@ bool BARN::start() {
     // The Message-ID index is rebuilt from this directory when it is missing or was built
     // for another one.
     MSGIDINDEX::rootSet(SETTINGS::storage.path);
+    FILEINDEX::install(MSGIDINDEX::hook());
     if (!_fixedAdd(FIXEDFOLDER::Drafts) || !_fixedAdd(FIXEDFOLDER::Outbox) ||
         !_fixedAdd(FIXEDFOLDER::Sent) || !barnThread.start()) {
         stop();
@@ -70,6 +71,7 @@ void BARN::stop() {
     barnThread.stop();
     // Every other thread has stopped: what the index batched and the counts filing kept in
     // memory are written now.
+    FILEINDEX::install(nullptr);
     MSGIDINDEX::close();
     CRITSECT_HOLD hold(fLock);
     for (const auto &[number, save] : fCountSave)

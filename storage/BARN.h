@@ -6,6 +6,7 @@
 #include <map>
 #include <vector>
 
+#include "app/SETTINGS.h"
 #include "base/CRITSECT.h"
 #include "message/IMsg.h"
 
@@ -26,9 +27,9 @@ enum class FIXEDFOLDER : uint32_t {
 
 // Download mode of a newsgroup; also the values of the DownloadDefault setting.
 enum class GROUPDOWNLOAD : int32_t {
-    NoDownload = 1,
-    HeadersOnly = 2,
-    HeadersAndBodies = 3,
+    NoDownload = SETTINGS::kNoDownload,
+    HeadersOnly = SETTINGS::kHeadersOnly,
+    HeadersAndBodies = SETTINGS::kHeadersAndBodies,
 };
 
 // Order of a node among its siblings in the storage pane.

@@ -2,11 +2,11 @@
 #include <cstddef>
 #include <cstring>
 
-#include "app/BARNINFO.h"
 #include "base/DISKFILE.h"
 #include "message/IMsg.h"
 #include "storage/BARN.h"
 #include "storage/BARNFILE.h"
+#include "storage/BARNINFO.h"
 
 // Values are kept in the machine's byte order, as typed attributes always were.
 const BARN::ATTR BARN::attrTable[] = {

@@ -3,11 +3,11 @@
 
 #include <cstring>
 
-#include "app/BARNINFO.h"
 #include "app/PATHMGR.h"
 #include "app/SETTINGS.h"
 #include "base/ALERT.h"
 #include "base/STR.h"
+#include "storage/BARNINFO.h"
 
 namespace {
 using PATH = char[BARNINFO::kPathSize];

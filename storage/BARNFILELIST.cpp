@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "app/BARNINFO.h"
 #include "app/INITFILE.h"
 #include "base/ALERT.h"
 #include "base/STR.h"
@@ -10,6 +9,7 @@
 #include "message/IMsg.h"
 #include "storage/BARN.h"
 #include "storage/BARNFILE.h"
+#include "storage/BARNINFO.h"
 
 namespace {
 using PATH = char[BARNINFO::kPathSize];

@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "app/BARNINFO.h"
 #include "base/DISKFILE.h"
 #include "base/THREAD.h"
 #include "storage/BARN.h"
 #include "storage/BARNFILE.h"
+#include "storage/BARNINFO.h"
 
 namespace {
 constexpr const char *kThreadName = "FolderFind";

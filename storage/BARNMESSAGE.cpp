@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "app/BARNINFO.h"
 #include "base/ALERT.h"
 #include "base/STR.h"
 #include "base/TEXTFILE.h"
@@ -12,6 +11,7 @@
 #include "message/VMSG.h"
 #include "storage/BARN.h"
 #include "storage/BARNFILE.h"
+#include "storage/BARNINFO.h"
 
 namespace {
 using PATH = char[BARNINFO::kPathSize];

@@ -3,14 +3,14 @@
 #include <cstring>
 #include <string>
 
-#include "app/BARNINFO.h"
 #include "app/INITFILE.h"
-#include "app/SERVERSETTINGS.h"
+#include "base/NETNAMES.h"
 #include "base/STR.h"
-#include "net/NETWORK.h"
 #include "storage/BARN.h"
 #include "storage/BARNFILE.h"
+#include "storage/BARNINFO.h"
 #include "storage/BARNTHREAD.h"
+#include "storage/SERVERSETTINGS.h"
 
 namespace {
 using PATH = char[BARNINFO::kPathSize];
@@ -119,7 +119,7 @@ bool BARN::groupNameCheck(const char *name) {
 }
 
 bool BARN::serverHostnameCheck(const char *hostname) {
-    return hostname != nullptr && NETWORK::hostnameCheck(hostname);
+    return hostname != nullptr && NETNAMES::hostnameCheck(hostname);
 }
 
 bool BARN::_nameCheck(NODETYPE type, const char *name) {

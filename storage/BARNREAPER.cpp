@@ -5,14 +5,14 @@
 #include <thread>
 #include <vector>
 
-#include "app/BARNINFO.h"
 #include "base/DISKFILE.h"
 #include "base/THREAD.h"
 #include "base/TIMEBASE.h"
 #include "message/VMSG.h"
-#include "reader/KILLFILE.h"
+#include "storage/AUTHORFILTER.h"
 #include "storage/BARN.h"
 #include "storage/BARNFILE.h"
+#include "storage/BARNINFO.h"
 #include "storage/BARNTHREAD.h"
 
 namespace {
@@ -138,7 +138,7 @@ bool BARNTHREAD::_expireGroup(int64_t group, const char *path) {
             // Erased outright, not moved to the Trash: expiry must free the space.
             DISKFILE eraser;
             if (eraser.erase(file.c_str()) == DISKFILE::kSuccess && !data.read &&
-                !KILLFILE::Find(data.author.c_str(), data.email.c_str()))
+                !AUTHORFILTER::killed(data.author.c_str(), data.email.c_str()))
                 barn.nodeUnreadCount(group, -1, 1);
         }
         if (!_sleep(timing.fileSleep) || !reaperContinue())

@@ -5,15 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "app/BARNINFO.h"
 #include "base/DISKFILE.h"
-#include "base/MSGIDINDEX.h"
 #include "base/STR.h"
 #include "base/THREAD.h"
 #include "base/TIMEBASE.h"
 #include "message/VMSG.h"
 #include "storage/BARN.h"
 #include "storage/BARNFILE.h"
+#include "storage/BARNINFO.h"
+#include "storage/MSGIDINDEX.h"
 
 BARNTHREAD barnThread;
 

@@ -3,8 +3,8 @@
 
 #include <memory>
 
-#include "app/APPHOST.h"
 #include "base/ALERT.h"
+#include "ui/APPHOST.h"
 
 class BEWINDOW;
 

@@ -14,11 +14,11 @@
 
 namespace {
 const char *const kExtensions[] = {"vtst", nullptr};
-const BEMIME::ATTRINFO kAttributes[] = {
-    {"TEST:name", "Name", DISKFILE::kTypeString, true, false, 100, BEMIME::kAlignLeft, false},
-    {nullptr, nullptr, 0, false, false, 0, BEMIME::kAlignLeft, false},
+const FILETYPE::ATTRINFO kAttributes[] = {
+    {"TEST:name", "Name", DISKFILE::kTypeString, true, false, 100, FILETYPE::kAlignLeft, false},
+    {nullptr, nullptr, 0, false, false, 0, FILETYPE::kAlignLeft, false},
 };
-const BEMIME::FILETYPE kType = {
+const FILETYPE kType = {
     .icon = "text-x-generic",
     .mimeType = "text/x-vellowick-test",
     .shortDescription = "Test <file> & more",
@@ -69,7 +69,7 @@ TEST(BeMime, DatabaseIsCompiledWhenTheToolIsThere) {
 TEST(BeMime, MissingToolIsNoFailure) {
     const std::string path = std::getenv("PATH");
     setenv("PATH", pathMgr.dataDir(), 1); // where no database tool is
-    const BEMIME::FILETYPE bare = {.mimeType = "application/x-vnd.Be.URL.telnet"};
+    const FILETYPE bare = {.mimeType = "application/x-vnd.Be.URL.telnet"};
     bool installed = BEMIME::install(&bare);
     setenv("PATH", path.c_str(), 1);
     ASSERT_TRUE(installed);
@@ -82,14 +82,13 @@ TEST(BeMime, MissingToolIsNoFailure) {
 }
 
 TEST(BeMime, OnlyTheMessageIdCanBeIndexed) {
-    BEMIME::ATTRINFO attributes[] = {
+    FILETYPE::ATTRINFO attributes[] = {
         {"VELLOWICK:msgid", "Message ID", DISKFILE::kTypeString, true, false, 150,
-         BEMIME::kAlignLeft, true},
-        {nullptr, nullptr, 0, false, false, 0, BEMIME::kAlignLeft, false},
+         FILETYPE::kAlignLeft, true},
+        {nullptr, nullptr, 0, false, false, 0, FILETYPE::kAlignLeft, false},
     };
-    BEMIME::FILETYPE type = {.mimeType = "text/x-vellowick-indexed", .attributes = attributes};
+    FILETYPE type = {.mimeType = "text/x-vellowick-indexed", .attributes = attributes};
     EXPECT_TRUE(BEMIME::indexInstall(&type));
-    EXPECT_TRUE(BEMIME::indexUninstall(&type));
     attributes[0].name = "TEST:subject";
     EXPECT_FALSE(BEMIME::install(&type));
     EXPECT_FALSE(BEMIME::installed(&type)) << "a failed index install installs nothing";

@@ -7,10 +7,10 @@
 #include <regex>
 #include <string>
 
-#include "app/BARNINFO.h"
 #include "app/INITFILE.h"
-#include "app/SERVERSETTINGS.h"
 #include "app/SETTINGS.h"
+#include "storage/BARNINFO.h"
+#include "storage/SERVERSETTINGS.h"
 #include "tests/app/TestFiles.h"
 #include "tests/support/ALERTRECORDER.h"
 #include "tests/support/TestHome.h"

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <string>
 
-#include "base/URL.h"
+#include "message/URL.h"
 
 namespace {
 

@@ -13,12 +13,12 @@
 #include <sys/stat.h>
 #include <vector>
 
-#include "app/BARNINFO.h"
 #include "app/SETTINGS.h"
 #include "base/STR.h"
 #include "net/NETWORK.h"
 #include "net/NNTP.h"
 #include "storage/BARN.h"
+#include "storage/BARNINFO.h"
 #include "tests/support/FAKENNTP.h"
 #include "tests/support/TestHome.h"
 

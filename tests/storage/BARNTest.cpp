@@ -4,8 +4,8 @@
 #include <sys/stat.h>
 #include <vector>
 
-#include "app/BARNINFO.h"
 #include "base/DISKFILE.h"
+#include "storage/BARNINFO.h"
 #include "tests/storage/STORETEST.h"
 #include "tests/support/ALERTRECORDER.h"
 

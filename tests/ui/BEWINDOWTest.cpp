@@ -8,12 +8,12 @@
 #include <chrono>
 #include <thread>
 
-#include "app/BEAPP.h"
 #include "app/SETTINGS.h"
 #include "base/ALERT.h"
 #include "base/MESSAGE.h"
 #include "base/THREAD.h"
 #include "tests/support/TestHome.h"
+#include "ui/BEAPP.h"
 #include "ui/BEWINDOW.h"
 #include "ui/QTHOST.h"
 

@@ -7,8 +7,8 @@
 #include <QSet>
 #include <QtTest>
 
-#include "app/BEAPP.h"
 #include "tests/support/TestHome.h"
+#include "ui/BEAPP.h"
 #include "ui/BEWINDOW.h"
 
 class ScreenshotTest : public QObject {

@@ -1,5 +1,5 @@
 // Paths inside the data directory and small accessors of the storage settings.
-#include "app/BARNINFO.h"
+#include "storage/BARNINFO.h"
 
 #include <cstring>
 #include <initializer_list>

@@ -3,9 +3,10 @@
 
 #include <cstddef>
 
+#include "app/APPNAME.h"
+
 class APPHOST;
 
-extern const char *const appName;
 // Set by the last step of a successful start; the settings are written back only then.
 extern bool appStarted;
 

@@ -6,16 +6,16 @@
 #include <random>
 #include <string>
 
-#include "app/APPHOST.h"
-#include "app/BEAPP.h"
 #include "app/BEMIME.h"
 #include "app/INITFILE.h"
 #include "app/PATHMGR.h"
 #include "app/SETTINGS.h"
-#include "base/MSGIDINDEX.h"
 #include "base/THREAD.h"
+#include "storage/MSGIDINDEX.h"
 #include "tests/app/TestFiles.h"
 #include "tests/support/ALERTRECORDER.h"
+#include "ui/APPHOST.h"
+#include "ui/BEAPP.h"
 
 namespace {
 const char kWelcome[] = "Welcome to Vellowick News!\n\nIt appears that this is the first time "

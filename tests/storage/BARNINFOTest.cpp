@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string>
 
-#include "app/BARNINFO.h"
 #include "app/SETTINGS.h"
+#include "storage/BARNINFO.h"
 #include "tests/support/TestHome.h"
 
 namespace {

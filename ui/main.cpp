@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "app/BEAPP.h"
 #include "base/ALERT.h"
+#include "ui/BEAPP.h"
 #include "ui/QTHOST.h"
 
 namespace {

@@ -1,18 +1,16 @@
 // The application object: command line, the start and stop order of the subsystems.
-#include "app/BEAPP.h"
+#include "ui/BEAPP.h"
 
 #include <cctype>
 #include <cstring>
 #include <strings.h>
 
-#include "app/APPHOST.h"
-#include "app/BARNINFO.h"
+#include "app/BEMIME.h"
 #include "app/INITFILE.h"
 #include "app/SETTINGS.h"
 #include "base/ALERT.h"
 #include "base/CONSOLE.h"
 #include "base/THREAD.h"
-#include "base/URL.h"
 #include "compose/EDITHEADERS.h"
 #include "message/VMSG.h"
 #include "net/NETWORK.h"
@@ -20,8 +18,10 @@
 #include "net/NNTP.h"
 #include "reader/KILLFILE.h"
 #include "storage/BARN.h"
+#include "storage/BARNINFO.h"
+#include "storage/MSGIDINDEX.h"
+#include "ui/APPHOST.h"
 
-const char *const appName = "Vellowick News";
 bool appStarted = false;
 
 // Start runs these in order; stop runs the stop half of every row in reverse order, started
@@ -96,9 +96,10 @@ void BEAPP::stop() {
 
 // The link types stay installed, deliberately.
 bool BEAPP::uninstall() {
-    bool message = VMSG::mimeUninstall();
+    bool message = BEMIME::uninstall(VMSG::fileType());
     bool settings = INITFILE::mimeUninstall();
-    return message && settings;
+    bool index = MSGIDINDEX::remove();
+    return message && settings && index;
 }
 
 bool BEAPP::initStart() {
@@ -154,8 +155,8 @@ void BEAPP::_threadStop() {
 // Every start, so types removed by "/uninstall" come back; results deliberately ignored.
 bool BEAPP::_typesInstall() {
     INITFILE::mimeInstall();
-    VMSG::mimeInstall();
-    URL::mimeInstall();
+    BEMIME::install(VMSG::fileType());
+    BEMIME::linkInstall();
     return true;
 }
 

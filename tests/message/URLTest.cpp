@@ -1,12 +1,9 @@
 // URL recognition in message text: kinds, boundaries, delimiters, wrapped lines, launch text.
-#include "base/URL.h"
+#include "message/URL.h"
 
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
-
-#include "app/BEMIME.h"
 
 namespace {
 
@@ -139,13 +136,6 @@ TEST(URL, KeepGoingStopsTheScan) {
         scan.text, collect, &scan, [](void *data) { return ++*static_cast<int *>(data) < 3; },
         &asked);
     EXPECT_EQ(scan.found.size(), 3u);
-}
-
-TEST(URL, MimeInstallRegistersEveryKind) {
-    ASSERT_TRUE(URL::mimeInstall());
-    for (const URL::INFO *kind = URL::info; kind->type != URL::TypeNone; kind++)
-        EXPECT_TRUE(std::filesystem::is_regular_file(BEMIME::packagePath(kind->mimeType)))
-            << kind->mimeType;
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // Table-driven scanner for URLs in message text, and the text handed to the URL opener.
-#include "base/URL.h"
+#include "message/URL.h"
 
 #include <cstring>
 #include <string>

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "base/DISKFILE.h"
-#include "base/MSGIDINDEX.h"
+#include "storage/MSGIDINDEX.h"
 #include "tests/base/DISKFILETestUtil.h"
 
 namespace {
@@ -39,12 +39,14 @@ protected:
 
     void SetUp() override {
         MSGIDINDEX::rootSet(store.c_str());
+        FILEINDEX::install(MSGIDINDEX::hook());
         std::filesystem::create_directories(store + "/news/a");
         std::filesystem::create_directories(store + "/news/b");
         struct stat info {};
         stat(store.c_str(), &info);
         device = int64_t(info.st_dev);
     }
+    void TearDown() override { FILEINDEX::install(nullptr); }
 
     void message(const std::string &path, const std::string &msgid, const char *mime = kMime) {
         ASSERT_EQ(file.create(path.c_str(), DISKFILE::kReadWrite), DISKFILE::kSuccess);

@@ -1,10 +1,10 @@
 // The server account file, Server.ini: its one section bound to a server node's fields.
-#include "app/SERVERSETTINGS.h"
+#include "storage/SERVERSETTINGS.h"
 
 #include "app/SETTINGS.h"
+#include "base/NETNAMES.h"
 #include "base/STR.h"
 #include "message/IMsg.h"
-#include "net/NETWORK.h"
 
 namespace {
 using ITEM = INITFILE::ITEM;
@@ -122,7 +122,7 @@ int32_t SERVERSETTINGS::writeDefault(BARN::NODE *node, const char *file) {
 }
 
 bool SERVERSETTINGS::hostnameCheck(const void *value) {
-    return NETWORK::hostnameCheck(static_cast<const char *>(value));
+    return NETNAMES::hostnameCheck(static_cast<const char *>(value));
 }
 
 bool SERVERSETTINGS::emailCheck(const void *value) {

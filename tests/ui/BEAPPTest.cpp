@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "app/APPHOST.h"
-#include "app/BEAPP.h"
 #include "base/THREAD.h"
+#include "ui/APPHOST.h"
+#include "ui/BEAPP.h"
 
 namespace {
 struct CMDCASE {

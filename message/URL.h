@@ -70,10 +70,6 @@ public:
     static bool launch(std::string_view text, size_t start, size_t end, TYPE type,
                        const char **mimeType, char *buffer, size_t size);
 
-    // Registers the bare MIME type of every kind, in table order, stopping at the first
-    // that fails. Run at every start; the types are deliberately never uninstalled.
-    static bool mimeInstall();
-
     // Characters of the kinds without a class of their own.
     static bool charDefault(char c);
     // Characters that may not stand right before a second prefix such as "www.".

@@ -6,21 +6,24 @@
 #include <string_view>
 #include <vector>
 
+#include "base/FILEINDEX.h"
+
 // Answers the storage worker's Message-ID query without walking the store. DISKFILE keeps it
-// true: every write of the indexed attribute and every erase, rename, move, copy and trash of
-// a file that carries one goes through here. The index is only a hint: callers verify every
+// true through the FILEINDEX hook the store installs at start: every write of the indexed
+// attribute and every erase, rename, move, copy and trash of a file that carries one goes
+// through here. The index is only a hint: callers verify every
 // hit against the file and drop the rows that no longer hold. A missing or unreadable index
 // file is rebuilt by scanning the store root. All operations are safe from any thread.
 class MSGIDINDEX {
 public:
     // The one indexed attribute.
-    static constexpr const char *kAttribute = "VELLOWICK:msgid";
+    static constexpr const char *kAttribute = FILEINDEX::kAttribute;
     // Where the index lives, below $XDG_DATA_HOME (else ~/.local/share).
     static constexpr const char *kFolder = "vellowick";
     static constexpr const char *kFileName = "msgid-index.sqlite";
 
-    // Whether attribute name (without "user.") is kept in the index.
-    static bool indexed(const char *name);
+    // The hook through which the file layer keeps this index true (see FILEINDEX::install).
+    static FILEINDEX *hook();
     // The directory a rebuild scans (the data directory). A different root from the one the
     // index was built for makes the next use rebuild it. Until it is set the index holds only
     // what was written through DISKFILE.

@@ -1,5 +1,5 @@
 // The Message-ID index: which message files carry which Message-ID, kept in SQLite.
-#include "base/MSGIDINDEX.h"
+#include "storage/MSGIDINDEX.h"
 
 #include <cerrno>
 #include <chrono>
@@ -417,8 +417,25 @@ int renameLocked(STATE &s, const std::string &from, const std::string &to) {
 
 } // namespace
 
-bool MSGIDINDEX::indexed(const char *name) {
-    return name != nullptr && strcmp(name, kAttribute) == 0;
+namespace {
+
+class HOOK : public FILEINDEX {
+public:
+    bool lookup(int64_t device, std::string_view value, std::vector<std::string> *paths) override {
+        return MSGIDINDEX::lookup(device, value, paths);
+    }
+    void fileSync(const char *path) override { MSGIDINDEX::fileSync(path); }
+    void fileRename(const char *from, const char *to) override { MSGIDINDEX::fileRename(from, to); }
+    void fileRemove(const char *path) override { MSGIDINDEX::fileRemove(path); }
+    void dirRename(const char *from, const char *to) override { MSGIDINDEX::dirRename(from, to); }
+    void dirRemove(const char *path) override { MSGIDINDEX::dirRemove(path); }
+};
+
+} // namespace
+
+FILEINDEX *MSGIDINDEX::hook() {
+    static HOOK hook;
+    return &hook;
 }
 
 void MSGIDINDEX::rootSet(const char *path) {

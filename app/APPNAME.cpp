@@ -1,0 +1,4 @@
+// The program's name.
+#include "app/APPNAME.h"
+
+const char *const appName = "Vellowick News";
