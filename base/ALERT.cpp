@@ -23,6 +23,15 @@ void ALERT::show(const std::string &text) {
     std::fprintf(stderr, "%s\n", text.c_str());
 }
 
+void ALERT::ask(const std::string &text, const std::vector<std::string> &buttons,
+                std::function<void(size_t)> answer) {
+    if (SINK *sink = gSink.load()) {
+        sink->ask(text, buttons, std::move(answer));
+        return;
+    }
+    std::fprintf(stderr, "%s\n", text.c_str());
+}
+
 void ALERT::showf(const char *format, ...) {
     va_list args;
     va_start(args, format);

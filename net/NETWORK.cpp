@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -14,6 +15,8 @@
 #include <unistd.h>
 
 #include "base/TIMEBASE.h"
+#include "net/NETDEFLATE.h"
+#include "net/NETTLS.h"
 
 std::atomic<bool> NETWORK::fStarted{false};
 CRITSECT NETWORK::fLock;
@@ -72,8 +75,9 @@ void disconnected(NETWORK::CONNECT *conn) {
 
 bool NETWORK::start() {
     CRITSECT_HOLD hold(fLock);
-    // A write to a closed socket must come back as an error rather than kill the program;
-    // every send passes MSG_NOSIGNAL, so the process-wide signal setting is left alone.
+    // A write to a closed socket must come back as an error rather than kill the program.
+    // Plain sends pass MSG_NOSIGNAL, but TLS writes through the library's own socket calls.
+    signal(SIGPIPE, SIG_IGN);
     fStarted = true;
     return fStarted;
 }
@@ -262,6 +266,13 @@ NETWORK::ERROR NETWORK::send(CONNECT *conn, const ADDR *peer, const void *data,
     if (!fStarted) {
         return kNotAvailable;
     }
+    if (conn->layer != nullptr) {
+        ERROR result = conn->layer->write(data, length);
+        if (result == kClosed) {
+            disconnected(conn);
+        }
+        return result;
+    }
     ssize_t sent;
     if (conn->type == kDatagram && peer != nullptr) {
         sockaddr_in to = toSockaddr(peer->address, peer->port);
@@ -284,6 +295,18 @@ NETWORK::ERROR NETWORK::recv(CONNECT *conn, ADDR *from, void *buffer, unsigned l
     *received = 0;
     if (conn == nullptr || !fStarted) {
         return kNotAvailable;
+    }
+    if (conn->layer != nullptr) {
+        // A layer may hold decrypted or inflated bytes the socket no longer shows: ask it.
+        size_t got = 0;
+        ERROR result = conn->layer->read(buffer, size, &got);
+        *received = got;
+        if (result == kOk) {
+            quickAck(conn);
+        } else if (result == kClosed) {
+            disconnected(conn);
+        }
+        return result;
     }
     pollfd watch{conn->socket, POLLIN | POLLPRI, 0};
     int ready = poll(&watch, 1, 0);
@@ -329,6 +352,7 @@ NETWORK::ERROR NETWORK::_fill(CONNECT *conn, ADDR *from, int64_t timeout, CANCEL
         ERROR result = recv(conn, from, conn->buffer, conn->size, &received);
         if (result != kNoData) {
             conn->count = uint32_t(received);
+            conn->received += received;
             return result;
         }
         if (cancel != nullptr && cancel()) {
@@ -440,8 +464,66 @@ NETWORK::ERROR NETWORK::recvLine(CONNECT *conn, ADDR *from, char *line, unsigned
     return result;
 }
 
+NETWORK::ERROR NETWORK::tlsStart(CONNECT *conn, const char *host, const char *pinned,
+                                 int64_t timeout, CANCEL cancel, TLSINFO *result) {
+    *result = TLSINFO{};
+    if (conn == nullptr || !fStarted) {
+        return kNotAvailable;
+    }
+    if (conn->type != kStream || conn->connected == 0) {
+        return kClosed;
+    }
+    if (conn->layer != nullptr) {
+        return kAlreadyConnected;
+    }
+    std::unique_ptr<NETLAYER> layer;
+    ERROR error = NETTLS::handshake(conn->socket, host, pinned, timeout, cancel, &layer, result);
+    if (error == kClosed) {
+        disconnected(conn);
+    }
+    conn->layer = layer.release();
+    return error;
+}
+
+NETWORK::ERROR NETWORK::compressStart(CONNECT *conn, int64_t writeTimeout) {
+    if (conn == nullptr || !fStarted) {
+        return kNotAvailable;
+    }
+    if (conn->type != kStream || conn->connected == 0 || conn->buffer == nullptr) {
+        return kClosed;
+    }
+    std::unique_ptr<NETLAYER> below(conn->layer);
+    conn->layer = nullptr;
+    if (below == nullptr) {
+        below = NETLAYER::socket(conn->socket, writeTimeout);
+    }
+    // Whatever the buffer still holds came after the server's consent: it is compressed.
+    std::unique_ptr<NETDEFLATE> layer =
+        NETDEFLATE::create(std::move(below), conn->buffer + conn->position, conn->count);
+    if (layer == nullptr) {
+        return kNoMemory;
+    }
+    conn->wireReceived = conn->received - conn->count;
+    conn->count = 0;
+    conn->position = 0;
+    conn->layer = layer.release();
+    return kOk;
+}
+
+uint64_t NETWORK::wireReceived(const CONNECT *conn) {
+    const auto *deflate = dynamic_cast<const NETDEFLATE *>(conn->layer);
+    return deflate != nullptr ? conn->wireReceived + deflate->wireReceived() : conn->received;
+}
+
 NETWORK::ERROR NETWORK::_closeRecord(CONNECT *conn) {
     ERROR result = kOk;
+    if (conn->layer != nullptr) {
+        if (conn->connected != 0) {
+            conn->layer->shutdown();
+        }
+        delete conn->layer;
+        conn->layer = nullptr;
+    }
     if (conn->connected != 0) {
         shutdown(conn->socket, SHUT_RDWR);
         disconnected(conn);

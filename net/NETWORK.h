@@ -4,12 +4,15 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "base/CRITSECT.h"
 #include "base/NETNAMES.h"
 
 // The program has one network layer, so its state and operations are all static. The host-name
 // texts come from NETNAMES, so NETWORK::hostnameCheck and its kin read as one layer.
+class NETLAYER;
+
 class NETWORK : public NETNAMES {
 public:
     // The network error enumeration; errorStr gives each value's fixed text.
@@ -30,6 +33,13 @@ public:
         kReceive = 13,
         kTimedOut = 14,
         kTransmit = 15,
+        // Secure connections, beyond the plain socket's errors.
+        kTlsFailed = 16,
+        kTlsExpired = 17,
+        kTlsWrongName = 18,
+        kTlsUnknownIssuer = 19,
+        kTlsSelfSigned = 20,
+        kTlsUntrusted = 21,
     };
 
     enum SOCKETTYPE : uint32_t {
@@ -56,6 +66,29 @@ public:
         uint32_t position = 0; // next byte to hand out
         uint32_t size = 0;
         CONNECT *next = nullptr;
+        // TLS and compression, when the stream is more than the bare socket; owned.
+        NETLAYER *layer = nullptr;
+        // Bytes handed to the record's buffer, and how many of them crossed the wire (fewer
+        // when the stream is compressed).
+        uint64_t received = 0;
+        uint64_t wireReceived = 0;
+    };
+
+    // What a TLS handshake found out about the server's certificate and the session.
+    struct TLSINFO {
+        enum VERDICT : uint32_t {
+            kTrusted = 0,
+            kPinned = 1,
+            kExpired = 2,
+            kWrongName = 3,
+            kUnknownIssuer = 4,
+            kSelfSigned = 5,
+            kUntrusted = 6,
+        };
+        VERDICT verdict = kUntrusted;
+        std::string fingerprint; // SHA-256 of the certificate, "AB:CD:...", empty without one
+        std::string version;     // "TLSv1.3"
+        std::string cipher;
     };
 
     // A cancel hook answers true when the user asked to stop; it may be null.
@@ -91,6 +124,16 @@ public:
     // One line through the receive buffer; always terminated, *overflow set when cut.
     static ERROR recvLine(CONNECT *conn, ADDR *from, char *line, unsigned long size, char *overflow,
                           int64_t timeout, CANCEL cancel, unsigned long *length);
+    // Puts TLS on a connected stream record: handshake and certificate check (see NETTLS);
+    // host is the server's name, pinned the fingerprint the user trusts for it or empty.
+    // result receives the verdict, the fingerprint, the version and the cipher.
+    static ERROR tlsStart(CONNECT *conn, const char *host, const char *pinned, int64_t timeout,
+                          CANCEL cancel, TLSINFO *result);
+    // Compresses the rest of the stream both ways, right after the server agreed to it.
+    static ERROR compressStart(CONNECT *conn, int64_t writeTimeout);
+    // Bytes that crossed the wire for what the record received: fewer than conn->received
+    // once the stream is compressed.
+    static uint64_t wireReceived(const CONNECT *conn);
     // Disconnects, closes and frees the record; *conn becomes null. Safe with null.
     static ERROR close(CONNECT **conn);
     // Takes one waiting connection from a listening record.

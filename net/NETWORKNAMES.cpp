@@ -125,6 +125,12 @@ const char *NETWORK::errorStr(ERROR error) {
         "Error receiving network data",
         "Timed out waiting for response",
         "Error transmitting network data",
+        "Secure connection could not be established",
+        "Server certificate has expired or is not yet valid",
+        "Server certificate was issued for another host name",
+        "Server certificate was issued by an unknown authority",
+        "Server certificate is self-signed",
+        "Server certificate is not trusted",
     };
     if (error < sizeof kTexts / sizeof kTexts[0]) {
         return kTexts[error];

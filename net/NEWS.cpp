@@ -615,6 +615,9 @@ bool NEWS::serverConnect(const BARN::NODE *server) {
         windowStr(NEWSPROGRESS::kLineAction, "%s", "Logging in to server ...");
         ok = session->login();
     }
+    if (ok) {
+        ok = session->compress();
+    }
     if (!ok) {
         delete session;
         return false;

@@ -6,10 +6,48 @@
 #include <cstring>
 #include <new>
 
+#include "base/ALERT.h"
 #include "base/STR.h"
 #include "base/TIMEBASE.h"
+#include "net/NNTPOPERATION.h"
 
 std::vector<NNTP::HEADER> *NNTP::fHeaders = nullptr;
+
+namespace {
+
+constexpr unsigned long kLoginWanted = 480;
+constexpr unsigned long kCompressActive = 206;
+constexpr unsigned long kCapabilitiesFollow = 101;
+
+// Whether a command's answer with this code goes on with lines up to a lone ".".
+bool multiLine(const std::string &command, unsigned long code) {
+    std::string_view verb(command);
+    verb = verb.substr(0, verb.find(' '));
+    struct ROW {
+        const char *verb;
+        unsigned long code;
+    };
+    static const ROW kRows[] = {
+        {"ARTICLE", 220},   {"HEAD", 221},         {"BODY", 222},      {"XOVER", 224},
+        {"OVER", 224},      {"LIST", 215},         {"LISTGROUP", 211}, {"NEWNEWS", 230},
+        {"NEWGROUPS", 231}, {"CAPABILITIES", 101}, {"HELP", 100},
+    };
+    for (const ROW &row : kRows)
+        if (row.code == code && STR::iequal(verb, row.verb))
+            return true;
+    return false;
+}
+
+// Keeps the fingerprint the user chose to trust in the server's account file.
+void certificatePin(long long server, const std::string &fingerprint) {
+    BARN::NODE node{};
+    if (!barn.nodeRead(&node, server) || node.type != NODETYPE::Server)
+        return;
+    STR::copy(node.server.fingerprint, fingerprint.c_str(), sizeof node.server.fingerprint);
+    barn.nodeSave(&node);
+}
+
+} // namespace
 
 NNTP::NNTP(const BARN::NODE *server, ERRORFUNC error, CANCELFUNC cancel)
     : fCancel(cancel), fConnectStart(0), fError(error), fServer(*server) {
@@ -64,6 +102,11 @@ bool NNTP::connect() {
         fAborted = true;
         return false;
     }
+    // Nothing is read or sent in the clear on a secure server, the greeting included.
+    if (fServer.server.security == kSecurityTLS && !_tlsStart()) {
+        fAborted = true;
+        return false;
+    }
     // Both 200 (posting allowed) and 201 (no posting) are a greeting; the session does not
     // tell them apart.
     if (!success(response("connect to", true))) {
@@ -88,8 +131,82 @@ bool NNTP::login() {
     return send(command) && success(response("log in to", true));
 }
 
+bool NNTP::_tlsStart() {
+    logWrite(kLogStatus, "Starting a secure connection to server %s ...", fServer.name);
+    NETWORK::TLSINFO info;
+    NETWORK::ERROR error =
+        NETWORK::tlsStart(fConn, fServer.server.hostname, fServer.server.fingerprint,
+                          fServer.server.timeout, fCancel, &info);
+    if (error == NETWORK::kOk) {
+        logWrite(kLogStatus, "Secure connection: %s, %s", info.version.c_str(),
+                 info.cipher.c_str());
+        if (info.verdict == NETWORK::TLSINFO::kPinned)
+            logWrite(kLogDetail, "Certificate trusted by its fingerprint %s",
+                     info.fingerprint.c_str());
+        return true;
+    }
+    if (error == NETWORK::kCancelled)
+        return false;
+    logWrite(kLogError, "Couldn't make a secure connection to server %s: %s", fServer.name,
+             NETWORK::errorStr(error));
+    if (info.fingerprint.empty())
+        return false;
+    // A certificate the trust store does not vouch for: the user may know it is the server's
+    // own (a private server's self-signed certificate) and trust this one certificate.
+    std::string text = std::string("The certificate of server ") + fServer.name +
+                       " cannot be trusted: " + NETWORK::errorStr(error) +
+                       ".\n\nSHA-256 fingerprint:\n" + info.fingerprint +
+                       "\n\nTrust it only if you know this is the server's certificate. "
+                       "A different certificate will be refused again.";
+    long long server = fServer.number;
+    std::string fingerprint = info.fingerprint;
+    ALERT::ask(text, {"Trust This Certificate", "Cancel"}, [server, fingerprint](size_t choice) {
+        if (choice == 0)
+            certificatePin(server, fingerprint);
+    });
+    return false;
+}
+
+bool NNTP::compress() {
+    CRITSECT_HOLD hold(fLock);
+    if (!fServer.server.compress || fConn == nullptr)
+        return fConn != nullptr;
+    char line[kLineSize];
+    if (!nntpop::command(this, "CAPABILITIES"))
+        return false;
+    unsigned long code = response("get capabilities from", false, line, sizeof line);
+    if (code != kCapabilitiesFollow)
+        return fConn != nullptr && !fAborted;
+    bool offered = false;
+    for (;;) {
+        if (!read(line, sizeof line) || fAborted)
+            return false;
+        if (strcmp(line, ".") == 0)
+            break;
+        offered = offered || (STR::istarts(line, "COMPRESS ") &&
+                              STR::ifind(line, " DEFLATE") != std::string_view::npos);
+    }
+    if (!offered)
+        return true;
+    if (!nntpop::command(this, "COMPRESS DEFLATE"))
+        return false;
+    code = response("compress the connection to", false, line, sizeof line);
+    if (code != kCompressActive)
+        return fConn != nullptr && !fAborted;
+    NETWORK::ERROR error = NETWORK::compressStart(fConn, fServer.server.timeout);
+    if (error != NETWORK::kOk) {
+        logWrite(kLogError, "Couldn't compress the connection to server %s: %s", fServer.name,
+                 NETWORK::errorStr(error));
+        fAborted = true;
+        return false;
+    }
+    logWrite(kLogStatus, "Compressing the connection to server %s", fServer.name);
+    return true;
+}
+
 void NNTP::disconnect() {
     CRITSECT_HOLD hold(fLock);
+    fOutstanding.clear();
     if (fConn != nullptr) {
         logWrite(kLogStatus, "%s", "Disconnecting ...");
         if (!fAborted && send("QUIT")) {
@@ -106,10 +223,13 @@ void NNTP::disconnect() {
     fAborted = false;
 }
 
-bool NNTP::send(const char *line) {
+bool NNTP::send(const char *line, bool command) {
     CRITSECT_HOLD hold(fLock);
     if (fConn == nullptr || fAborted) {
         return false;
+    }
+    if (command) {
+        fOutstanding.emplace_back(line);
     }
     fOverflow = 0;
     // The password never reaches the log in clear.
@@ -179,6 +299,11 @@ unsigned long NNTP::response(const char *verb, bool report, char *line, unsigned
         line = own;
         size = sizeof own;
     }
+    std::string command;
+    if (!fOutstanding.empty()) {
+        command = std::move(fOutstanding.front());
+        fOutstanding.pop_front();
+    }
     if (!read(line, size)) {
         return 0;
     }
@@ -204,6 +329,9 @@ unsigned long NNTP::response(const char *verb, bool report, char *line, unsigned
         }
         return 0;
     }
+    if (code == kLoginWanted && !command.empty()) {
+        return _loginAgain(command, verb, report, line, size, hints);
+    }
     if (code < 400 || !report) {
         return code;
     }
@@ -221,6 +349,44 @@ unsigned long NNTP::response(const char *verb, bool report, char *line, unsigned
         }
     }
     return 0;
+}
+
+unsigned long NNTP::_loginAgain(const std::string &command, const char *verb, bool report,
+                                char *line, unsigned long size, bool hints) {
+    const bool repeatable = command != "." && !STR::istarts(command, "AUTHINFO ");
+    if (!fServer.server.login || !repeatable || fLoggingInAgain) {
+        if (!fServer.server.login)
+            logWrite(kLogError,
+                     "Server %s asks for a login, but no user name and password are "
+                     "set for it.\nResponse: %s",
+                     fServer.name, line);
+        else
+            logWrite(kLogError, "Server %s still refuses after logging in again.\nResponse: %s",
+                     fServer.name, line);
+        return 0;
+    }
+    // Commands sent after this one are answered before a login can be: take their answers
+    // and send them again after it, so the caller reads what it expects in its order.
+    std::deque<std::string> later;
+    later.swap(fOutstanding);
+    for (const std::string &each : later) {
+        char skipped[kLineSize];
+        if (!read(skipped, sizeof skipped) || fAborted)
+            return 0;
+        if (!multiLine(each, nntpop::lineCode(skipped)))
+            continue;
+        do {
+            if (!read(skipped, sizeof skipped) || fAborted)
+                return 0;
+        } while (strcmp(skipped, ".") != 0);
+    }
+    fLoggingInAgain = true;
+    bool ok = login() && send(command.c_str());
+    for (const std::string &each : later)
+        ok = ok && send(each.c_str());
+    unsigned long code = ok ? response(verb, report, line, size, hints) : 0;
+    fLoggingInAgain = false;
+    return code;
 }
 
 bool NNTP::cancel() {

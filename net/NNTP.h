@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -76,22 +77,32 @@ public:
 
     // Resolves the server's host name; needed only when it is not a dotted quad.
     bool dnsLookup();
-    // Opens the connection and accepts a greeting from 100 to 399 (posting or not).
+    // Opens the connection (with TLS first when the server's Security says so; an untrusted
+    // certificate is refused and the user asked whether to trust it) and accepts a greeting
+    // from 100 to 399 (posting or not).
     bool connect();
     // AUTHINFO USER and PASS with the server's user name and password.
     bool login();
+    // Compresses the rest of the session when the server's Compress setting allows it and
+    // the server offers COMPRESS DEFLATE. A server without it is not an error; false only
+    // when the connection failed.
+    bool compress();
     // QUIT (unless aborted), close, "Total connect time". Safe when not connected; clears
     // the aborted flag in every case.
     void disconnect();
     // Sends one command line (cut to kCommandMax) with CR LF. A closed connection frees the
-    // connection record and fails without a message.
-    bool send(const char *line);
+    // connection record and fails without a message. A command awaits its status line in
+    // response(); lines of an article being posted are sent as data, not commands.
+    bool send(const char *line, bool command = true);
     // Receives one line. A cancel sets the aborted flag and still returns true with what
     // arrived, so the caller's response check fails without a message.
     bool read(char *line, unsigned long size);
     // Reads a status line and returns its code, or 0 for a failed read, an invalid line or
     // (when report is set) a refusal from 400 on, which is then reported with verb in the
-    // text. hints adds the clock and network advice to a refusal. line may be null.
+    // text. hints adds the clock and network advice to a refusal. line may be null. A 480
+    // (login wanted) makes the session log in and send the command again, once, with the
+    // commands sent after it; without a login, or when the server asks again, it fails with
+    // an error naming the server.
     unsigned long response(const char *verb, bool report, char *line = nullptr,
                            unsigned long size = 0, bool hints = false);
     static bool success(unsigned long code) { return code >= 100 && code < 400; }
@@ -195,6 +206,15 @@ private:
     char fOverflow = 0;
     BARN::NODE fServer;
     std::atomic<bool> fAborted{false};
+    // Commands sent whose status line has not been read yet, oldest first.
+    std::deque<std::string> fOutstanding;
+    bool fLoggingInAgain = false;
+
+    unsigned long _statusLine(const char *verb, bool report, char *line, unsigned long size,
+                              bool hints);
+    unsigned long _loginAgain(const std::string &command, const char *verb, bool report, char *line,
+                              unsigned long size, bool hints);
+    bool _tlsStart();
 
     static std::vector<HEADER> *fHeaders;
 };

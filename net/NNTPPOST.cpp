@@ -134,7 +134,7 @@ bool NNTP::uploadSend(TEXTFILE *file, bool *accepted) {
         }
         // Only the lone dot is doubled; a line that merely begins with one goes out as
         // stored, deliberately.
-        if (!send(strcmp(line, ".") == 0 ? ".." : line))
+        if (!send(strcmp(line, ".") == 0 ? ".." : line, false))
             return false;
         ++fProgress.lines;
         ++fProgress.bodyLines;
@@ -158,7 +158,7 @@ bool NNTP::uploadSendHdr() {
     for (HEADER &entry : *fHeaders) {
         if (entry.sent)
             continue;
-        if (!send(entry.line.c_str()))
+        if (!send(entry.line.c_str(), false))
             return false;
         entry.sent = true;
         ++fProgress.lines;

@@ -18,6 +18,12 @@ enum class NODETYPE : uint32_t {
     Folder = 3,
 };
 
+// How a server's connection is protected: in the clear, or TLS from the first byte.
+enum SECURITY : uint32_t {
+    kSecurityNone = 0,
+    kSecurityTLS = 1,
+};
+
 enum class FIXEDFOLDER : uint32_t {
     User = 0,
     Outbox = 1,
@@ -64,6 +70,8 @@ public:
     static constexpr size_t kUsernameMax = 60;
     static constexpr size_t kPasswordMax = 42;
     static constexpr uint16_t kPortDefault = 119;
+    static constexpr uint16_t kPortTLS = 563;               // news over TLS from the first byte
+    static constexpr size_t kFingerprintMax = 95;           // SHA-256 as colon-separated hex pairs
     static constexpr int64_t kTimeoutDefault = 120'000'000; // microseconds
 
     // Deepest level counted and walked.
@@ -107,6 +115,9 @@ public:
                 bool login;
                 char username[kUsernameMax + 1];
                 char password[kPasswordMax + 1];
+                uint32_t security; // a SECURITY
+                bool compress;     // compress the session when the server offers it
+                char fingerprint[kFingerprintMax + 1]; // a certificate the user trusts
             } server;
         };
     };

@@ -69,6 +69,8 @@ void BARN::_nodeInit(NODE *node, NODETYPE type) {
         node->sortClass = SORTCLASS::Server;
         node->server.port = kPortDefault;
         node->server.timeout = kTimeoutDefault;
+        node->server.security = kSecurityNone;
+        node->server.compress = true;
         break;
     case NODETYPE::Newsgroup:
         node->holdsMessages = true;

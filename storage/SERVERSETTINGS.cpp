@@ -34,6 +34,9 @@ enum {
     kLogin,
     kUsername,
     kPassword,
+    kSecurity,
+    kCompress,
+    kFingerprint,
     kItemCount,
 };
 
@@ -67,6 +70,29 @@ ITEM gItems[] = {
          .required = 1},
     text("Username", sizeof(SERVER::username), 0, "Server login name", nullptr, 0),
     text("Password", sizeof(SERVER::password), 0, "Server login password", nullptr, 0),
+    // Beyond the original account file: a file without these lines reads as a plain,
+    // compressible connection with no trusted certificate.
+    ITEM{.key = "Security",
+         .description = "Connection security (None or TLS)",
+         .type = FIELD::Uint32,
+         .size = sizeof(uint32_t),
+         .names = SERVERSETTINGS::indexSecurity,
+         .min = kSecurityNone,
+         .max = kSecurityTLS},
+    ITEM{.key = "Compress",
+         .description = "Compress the connection when the server offers it?",
+         .type = FIELD::Bool,
+         .size = sizeof(bool),
+         .names = SETTINGS::indexYesNo},
+    // Written once the user trusts a certificate, not into a new account file.
+    ITEM{.key = "Fingerprint",
+         .description = "SHA-256 fingerprint of a server certificate you chose to trust",
+         .type = FIELD::String,
+         .size = sizeof(SERVER::fingerprint),
+         .min = 0,
+         .max = (long long)sizeof(SERVER::fingerprint) - 1,
+         .validator = SERVERSETTINGS::fingerprintCheck,
+         .defaultWrite = 0},
     ITEM{},
 };
 static_assert(sizeof(gItems) / sizeof(gItems[0]) == kItemCount + 1);
@@ -86,6 +112,11 @@ int32_t bound(BARN::NODE *node, OPERATION operation) {
 } // namespace
 
 INITFILE::SECT *SERVERSETTINGS::sections[] = {&gSection, nullptr};
+const STR::INDEX SERVERSETTINGS::indexSecurity[] = {
+    {kSecurityNone, "None"},
+    {kSecurityTLS, "TLS"},
+    {0, nullptr},
+};
 CRITSECT SERVERSETTINGS::lock;
 
 void SERVERSETTINGS::bind(BARN::NODE *node) {
@@ -99,6 +130,9 @@ void SERVERSETTINGS::bind(BARN::NODE *node) {
     gItems[kLogin].variable = server != nullptr ? &server->login : nullptr;
     gItems[kUsername].variable = server != nullptr ? server->username : nullptr;
     gItems[kPassword].variable = server != nullptr ? server->password : nullptr;
+    gItems[kSecurity].variable = server != nullptr ? &server->security : nullptr;
+    gItems[kCompress].variable = server != nullptr ? &server->compress : nullptr;
+    gItems[kFingerprint].variable = server != nullptr ? server->fingerprint : nullptr;
 }
 
 void SERVERSETTINGS::afterRead(BARN::NODE *node) {
@@ -131,4 +165,16 @@ bool SERVERSETTINGS::emailCheck(const void *value) {
 
 bool SERVERSETTINGS::plainCheck(const void *value) {
     return STR::plain(static_cast<const char *>(value));
+}
+
+bool SERVERSETTINGS::fingerprintCheck(const void *value) {
+    const char *text = static_cast<const char *>(value);
+    size_t i = 0;
+    for (; text[i] != 0; ++i) {
+        char c = text[i];
+        bool hex = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
+        if (i % 3 == 2 ? c != ':' : !hex)
+            return false;
+    }
+    return i == 0 || i == BARN::kFingerprintMax;
 }

@@ -5,6 +5,7 @@
 
 #include "app/INITFILE.h"
 #include "base/CRITSECT.h"
+#include "base/STR.h"
 #include "storage/BARN.h"
 
 // One item table serves every server: it is bound to one node's fields for the length of a
@@ -34,6 +35,11 @@ public:
     static bool hostnameCheck(const void *value);
     static bool emailCheck(const void *value);
     static bool plainCheck(const void *value);
+    // Empty, or 32 hex pairs in upper case joined by colons.
+    static bool fingerprintCheck(const void *value);
+
+    // The names of the Security values.
+    static const STR::INDEX indexSecurity[];
 
     static CRITSECT lock;
 };

@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(
     cmake ninja-build g++ ccache pkg-config
-    qt6-base-dev libsqlite3-dev
+    qt6-base-dev libsqlite3-dev libssl-dev zlib1g-dev openssl
     libgtest-dev libgmock-dev libbenchmark-dev
     clang libclang-rt-14-dev
     inn2 xvfb xauth fonts-dejavu-core attr

@@ -21,6 +21,9 @@ public:
     void run() override;
     // Shows a message box on the interface thread; a worker only queues it.
     void show(const std::string &text) override;
+    // A message box with one button per choice, answered on the interface thread.
+    void ask(const std::string &text, const std::vector<std::string> &buttons,
+             std::function<void(size_t)> answer) override;
 
 private:
     std::unique_ptr<BEWINDOW> fWindow;

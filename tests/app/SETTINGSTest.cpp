@@ -38,6 +38,7 @@ BARN::NODE templateServer() {
     std::strcpy(node.server.postOrg, "Your Organization Here");
     std::strcpy(node.server.username, "username");
     std::strcpy(node.server.password, "changeme");
+    node.server.compress = true;
     return node;
 }
 

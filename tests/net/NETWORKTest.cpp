@@ -98,7 +98,7 @@ TEST(NetworkNames, LocalNames) {
 TEST(NetworkNames, ErrorTexts) {
     EXPECT_STREQ(NETWORK::errorStr(NETWORK::kOk), "Successful network operation");
     EXPECT_STREQ(NETWORK::errorStr(NETWORK::kTransmit), "Error transmitting network data");
-    EXPECT_STREQ(NETWORK::errorStr(NETWORK::ERROR(16)), "Unknown network error");
+    EXPECT_STREQ(NETWORK::errorStr(NETWORK::ERROR(22)), "Unknown network error");
     const struct {
         int number;
         NETWORK::ERROR error;

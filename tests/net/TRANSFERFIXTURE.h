@@ -112,6 +112,8 @@ protected:
         STR::copy(node.server.hostname, "127.0.0.1", sizeof node.server.hostname);
         node.server.port = port;
         node.server.timeout = 10'000'000;
+        // The scripted servers offer no extensions: their transcripts have no CAPABILITIES.
+        node.server.compress = false;
         return barn.serverCreate(&node);
     }
     long long groupMake(long long server, const char *name, GROUPDOWNLOAD mode,

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <netinet/in.h>
+#include <openssl/ssl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -98,6 +99,43 @@ FAKENNTP::~FAKENNTP() {
     if (fListen >= 0) {
         close(fListen);
     }
+    SSL_CTX_free(fContext);
+}
+
+void FAKENNTP::tls(const std::string &certFile, const std::string &keyFile) {
+    fCertFile = certFile;
+    fKeyFile = keyFile;
+}
+
+bool FAKENNTP::_tlsAccept() {
+    if (fContext == nullptr) {
+        fContext = SSL_CTX_new(TLS_server_method());
+        if (fContext == nullptr ||
+            SSL_CTX_use_certificate_chain_file(fContext, fCertFile.c_str()) != 1 ||
+            SSL_CTX_use_PrivateKey_file(fContext, fKeyFile.c_str(), SSL_FILETYPE_PEM) != 1) {
+            _fail("cannot load the certificate " + fCertFile);
+            return false;
+        }
+    }
+    // A client that never sends its hello must not hold the server thread for ever.
+    timeval limit{kClientWaitMillis / 1000, 0};
+    setsockopt(fClient, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    fSsl = SSL_new(fContext);
+    SSL_set_fd(fSsl, fClient);
+    if (SSL_accept(fSsl) != 1) {
+        // A client that refuses the certificate ends here; that is what some tests want.
+        SSL_free(fSsl);
+        fSsl = nullptr;
+        return false;
+    }
+    return true;
+}
+
+long FAKENNTP::_recv(char *buffer, size_t size) {
+    if (fSsl != nullptr) {
+        return SSL_read(fSsl, buffer, int(size));
+    }
+    return recv(fClient, buffer, size, 0);
 }
 
 void FAKENNTP::play(const std::string &script) {
@@ -171,6 +209,10 @@ void FAKENNTP::_run(std::vector<std::string> steps) {
             }
         } else if (step == "H") {
             _drain();
+        } else if (step == "T") {
+            if (!_tlsAccept()) {
+                break;
+            }
         } else if (step == "X") {
             _closeClient();
             connected = false;
@@ -205,6 +247,11 @@ bool FAKENNTP::_accept() {
 }
 
 void FAKENNTP::_closeClient() {
+    if (fSsl != nullptr) {
+        SSL_shutdown(fSsl);
+        SSL_free(fSsl);
+        fSsl = nullptr;
+    }
     if (fClient >= 0) {
         close(fClient);
         fClient = -1;
@@ -214,7 +261,9 @@ void FAKENNTP::_closeClient() {
 bool FAKENNTP::_sendAll(const std::string &bytes) {
     size_t done = 0;
     while (done < bytes.size()) {
-        ssize_t sent = send(fClient, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
+        ssize_t sent = fSsl != nullptr
+                           ? SSL_write(fSsl, bytes.data() + done, int(bytes.size() - done))
+                           : send(fClient, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
         if (sent < 0 && errno == EINTR) {
             continue;
         }
@@ -229,6 +278,10 @@ bool FAKENNTP::_sendAll(const std::string &bytes) {
 bool FAKENNTP::_waitReadable(int millis, bool *ready) {
     *ready = false;
     for (int waited = 0; waited < millis && !fStop; waited += kStepMillis) {
+        if (fSsl != nullptr && SSL_pending(fSsl) > 0) {
+            *ready = true;
+            return true;
+        }
         pollfd watch{fClient, POLLIN, 0};
         if (poll(&watch, 1, kStepMillis) > 0) {
             *ready = true;
@@ -257,7 +310,7 @@ bool FAKENNTP::_readLine(std::string *line) {
             return false;
         }
         char buffer[4096];
-        ssize_t got = recv(fClient, buffer, sizeof buffer, 0);
+        long got = _recv(buffer, sizeof buffer);
         if (got <= 0) {
             return false;
         }
@@ -277,7 +330,7 @@ void FAKENNTP::_drain() {
             continue;
         }
         char buffer[4096];
-        ssize_t got = recv(fClient, buffer, sizeof buffer, 0);
+        long got = _recv(buffer, sizeof buffer);
         if (got <= 0) {
             return;
         }

@@ -9,6 +9,9 @@
 #include <thread>
 #include <vector>
 
+struct ssl_st;
+struct ssl_ctx_st;
+
 // The script is a list of steps, one per line:
 //   "S: text"   send text and CR LF
 //   "B: bytes"  send bytes as written, with \r \n \0 \\ and \xNN escapes (no CR LF added)
@@ -17,6 +20,8 @@
 //   "P: ms"     pause this many milliseconds
 //   "H"         hang: send nothing until the client closes or the server is stopped
 //   "X"         close the connection; the next step first accepts a new one
+//   "T"         answer a TLS handshake with the certificate of tls(); the steps after it run
+//               over TLS, and received() records what the client sent inside it
 // The first step accepts the first connection. After the last step the connection is kept
 // open and read until the client closes it, so a final QUIT is recorded too.
 class FAKENNTP {
@@ -30,6 +35,8 @@ public:
     uint16_t port() const { return fPort; }
     // Starts playing on a thread of its own. Steps separated by '\n'.
     void play(const std::string &script);
+    // The certificate and key files a "T" step presents.
+    void tls(const std::string &certFile, const std::string &keyFile);
     // Waits until the script has ended and the client has closed; false on time-out.
     bool wait(int64_t timeoutMicros = 10'000'000);
     // Ends the play at once (pauses and hangs included) and closes everything.
@@ -58,6 +65,9 @@ private:
     // Waits up to millis for the client socket to be readable; false on stop.
     bool _waitReadable(int millis, bool *ready);
     void _fail(const std::string &text);
+    bool _tlsAccept();
+    // One receive from the client, through TLS after a "T" step.
+    long _recv(char *buffer, size_t size);
 
     int fListen = -1;
     int fClient = -1;
@@ -71,4 +81,8 @@ private:
     std::string fReceived;
     std::string fPending; // received bytes not yet taken by a "C:" step
     std::string fError;
+    std::string fCertFile;
+    std::string fKeyFile;
+    ssl_ctx_st *fContext = nullptr;
+    ssl_st *fSsl = nullptr;
 };
