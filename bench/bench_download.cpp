@@ -28,6 +28,7 @@
 #include "storage/BARN.h"
 #include "storage/BARNINFO.h"
 #include "tests/support/INNSERVER.h"
+#include "tests/support/TESTCERTS.h"
 
 extern char **environ;
 
@@ -225,8 +226,11 @@ RUN bareStream(uint16_t port, const std::string &group, size_t count) {
     return run;
 }
 
+// How the session reaches the server: in the clear, compressed, or over TLS with a login.
+enum class LINK { Plain, Compressed, Secure };
+
 // The program's own download of the whole group into a fresh store in a scratch home.
-RUN download(uint16_t port, const std::string &group, GROUPDOWNLOAD mode) {
+RUN download(uint16_t port, const std::string &group, GROUPDOWNLOAD mode, LINK link = LINK::Plain) {
     RUN run;
     std::string home = scratch("download");
     setenv("HOME", home.c_str(), 1);
@@ -241,6 +245,11 @@ RUN download(uint16_t port, const std::string &group, GROUPDOWNLOAD mode) {
     if (!barn.start() || !KILLFILE::Start())
         return run;
     BARN::NODE node = serverNode(port);
+    node.server.security = link == LINK::Secure ? kSecurityTLS : kSecurityNone;
+    node.server.compress = link == LINK::Compressed;
+    node.server.login = link == LINK::Secure;
+    STR::copy(node.server.username, INNSERVER::kUser, sizeof node.server.username);
+    STR::copy(node.server.password, INNSERVER::kPassword, sizeof node.server.password);
     long long server = barn.serverCreate(&node);
     long long number = barn.groupCreate(server, group.c_str(), mode);
     BARN::NODE copy;
@@ -248,9 +257,9 @@ RUN download(uint16_t port, const std::string &group, GROUPDOWNLOAD mode) {
         return run;
     {
         NNTP session(&node, printError, nullptr);
-        if (!session.connect())
-            return run;
         CLOCK::time_point start = CLOCK::now();
+        if (!session.connect() || (node.server.login && !session.login()) || !session.compress())
+            return run;
         run.ok = session.download(&copy, nullptr, 6, mode == GROUPDOWNLOAD::HeadersOnly ? 3 : 2);
         run.seconds = secondsSince(start);
     }
@@ -452,6 +461,15 @@ int main(int argc, char **argv) {
         fprintf(stderr, "%s filled with %zu articles in %.1f s\n", group.c_str(), size,
                 secondsSince(start));
         uint16_t port = inn.readerPort();
+        // The secure reader shows a certificate of a test authority the runs trust.
+        TESTCERTS certs(scratch("certs"));
+        TESTCERTS::PAIR pair = certs.server("inn", "127.0.0.1");
+        setenv("SSL_CERT_FILE", certs.caFile().c_str(), 1);
+        uint16_t tlsPort = inn.tlsReader(pair.cert, pair.key);
+        if (tlsPort == 0) {
+            fprintf(stderr, "INN over TLS: %s\n", inn.error().c_str());
+            return 1;
+        }
         const struct {
             const char *what;
             std::function<RUN()> work;
@@ -463,6 +481,12 @@ int main(int argc, char **argv) {
              [&] { return fileSystemAlone(size); }, true},
             {"Vellowick HeadersOnly (HEAD, stored)",
              [&] { return download(port, group, GROUPDOWNLOAD::HeadersOnly); }, true},
+            {"Vellowick HeadersOnly over TLS",
+             [&] { return download(tlsPort, group, GROUPDOWNLOAD::HeadersOnly, LINK::Secure); },
+             true},
+            {"Vellowick HeadersOnly compressed",
+             [&] { return download(port, group, GROUPDOWNLOAD::HeadersOnly, LINK::Compressed); },
+             true},
             {"Vellowick HeadersAndBodies (ARTICLE, stored)",
              [&] { return download(port, group, GROUPDOWNLOAD::HeadersAndBodies); }, true},
             {"slrnpull, headers only into its spool", [&] { return slrnpull(port, group); }, false},

@@ -212,6 +212,11 @@ void NNTP::disconnect() {
         if (!fAborted && send("QUIT")) {
             response("disconnect from", false);
         }
+        if (fConn != nullptr && NETWORK::wireReceived(fConn) != fConn->received) {
+            logWrite(kLogStatus, "Received %llu bytes, %llu compressed on the wire",
+                     (unsigned long long)fConn->received,
+                     (unsigned long long)NETWORK::wireReceived(fConn));
+        }
         NETWORK::close(&fConn);
         int64_t elapsed = TIMEBASE::timeGet() - fConnectStart.usecs();
         fConnectStart = 0;

@@ -1,6 +1,9 @@
 // A whole round of transfers through the queue against the private INN server on loopback.
 #include <arpa/inet.h>
 #include <ctime>
+#include <gmock/gmock.h>
+#include <iostream>
+#include <map>
 #include <netinet/in.h>
 #include <poll.h>
 #include <set>
@@ -13,6 +16,7 @@
 #include "tests/net/TRANSFERFIXTURE.h"
 #include "tests/support/ALERTRECORDER.h"
 #include "tests/support/INNSERVER.h"
+#include "tests/support/TESTCERTS.h"
 #include "tools/innfill/ARTICLEGEN.h"
 
 using namespace transfertest;
@@ -295,6 +299,139 @@ TEST_F(TRANSFERINN, ACompleteRound) {
     }
     EXPECT_TRUE(alerts.texts().empty()) << testing::PrintToString(alerts.texts());
     EXPECT_TRUE(fWindow.errors().empty()) << testing::PrintToString(fWindow.errors());
+}
+
+// A server of the store on port, secure, compressed and logging in as the test asks.
+long long secureServer(uint16_t port, const char *name, bool tls, bool compress) {
+    BARN::NODE node;
+    BARN::serverDefault(&node);
+    STR::copy(node.name, name, sizeof node.name);
+    STR::copy(node.server.hostname, "127.0.0.1", sizeof node.server.hostname);
+    node.server.port = port;
+    node.server.timeout = 10'000'000;
+    node.server.security = tls ? kSecurityTLS : kSecurityNone;
+    node.server.compress = compress;
+    node.server.login = tls; // the secure reader wants a login
+    STR::copy(node.server.username, INNSERVER::kUser, sizeof node.server.username);
+    STR::copy(node.server.password, INNSERVER::kPassword, sizeof node.server.password);
+    return barn.serverCreate(&node);
+}
+
+// Headers fetched in the clear, compressed, and over TLS (compressed or not, as the server
+// allows) are the same files; a post goes out over TLS; the password is never logged.
+TEST_F(TRANSFERINN, SecureAndCompressedSessionsStoreTheSameMessages) {
+    constexpr size_t kMany = 10'000;
+    ALERTRECORDER alerts;
+    TESTCERTS certs(testhome::path());
+    ASSERT_TRUE(certs.ok());
+    setenv("SSL_CERT_FILE", certs.caFile().c_str(), 1);
+    TESTCERTS::PAIR pair = certs.server("inn", "127.0.0.1");
+    uint16_t tlsPort = fInn.tlsReader(pair.cert, pair.key);
+    ASSERT_NE(tlsPort, 0) << fInn.error();
+    groupFill("vw.secure", kSeed + 2, 0, kMany);
+    std::string error;
+    ASSERT_TRUE(fInn.groupCreate("vw.round.post", &error)) << error;
+
+    const struct {
+        const char *name;
+        uint16_t port;
+        bool tls, compress;
+    } servers[] = {
+        {"Plain", fInn.readerPort(), false, false},
+        {"Deflate", fInn.readerPort(), false, true},
+        {"Secure", tlsPort, true, true},
+    };
+    std::vector<long long> groups;
+    long long secure = BARN::kNodeNone;
+    for (const auto &each : servers) {
+        secure = secureServer(each.port, each.name, each.tls, each.compress);
+        groups.push_back(groupMake(secure, "vw.secure", GROUPDOWNLOAD::HeadersOnly));
+        ASSERT_TRUE(::news.requestGroup(secure, groups.back(), false));
+    }
+    outboxWrite("VM000001.vmf", secure, "secure." + std::to_string(time(nullptr)));
+    ASSERT_TRUE(::news.requestUpload(secure));
+    THREAD::state(true);
+    ASSERT_TRUE(runDry());
+    unsetenv("SSL_CERT_FILE");
+
+    std::map<std::string, std::string> first;
+    for (long long group : groups) {
+        std::map<std::string, std::string> texts;
+        for (const std::string &path : files(node(group).path))
+            texts[data(path).msgid] = readFile(path);
+        EXPECT_EQ(texts.size(), kMany) << node(group).path;
+        if (first.empty())
+            first = texts;
+        EXPECT_TRUE(texts == first) << node(group).path;
+    }
+    long long sent;
+    ASSERT_TRUE(barn.folderFixedNode(FIXEDFOLDER::Sent, &sent));
+    EXPECT_EQ(files(node(sent).path).size(), 1u) << "posted over TLS";
+
+    std::string text = log();
+    EXPECT_NE(text.find("Secure connection: TLSv1."), std::string::npos);
+    EXPECT_NE(text.find("Compressing the connection to server Deflate"), std::string::npos);
+    EXPECT_EQ(text.find(INNSERVER::kPassword), std::string::npos) << "never in the log";
+    // What compression saves, for the record.
+    size_t at = text.find("compressed on the wire");
+    ASSERT_NE(at, std::string::npos);
+    size_t begin = text.rfind("Received ", at);
+    std::cout << "[ wire     ] " << text.substr(begin, text.find('\n', at) - begin) << "\n";
+    unsigned long long plain = 0, wire = 0;
+    ASSERT_EQ(sscanf(text.c_str() + begin, "Received %llu bytes, %llu", &plain, &wire), 2);
+    EXPECT_LT(wire * 2, plain);
+    EXPECT_TRUE(alerts.texts().empty()) << testing::PrintToString(alerts.texts());
+    EXPECT_TRUE(fWindow.errors().empty()) << testing::PrintToString(fWindow.errors());
+}
+
+// A certificate the trust store does not know is refused with a question, accepted once the
+// user trusts it, and refused again when the server shows another one; so is one for another
+// host name.
+TEST_F(TRANSFERINN, UntrustedCertificatesNeedTheUsersTrust) {
+    ALERTRECORDER alerts;
+    TESTCERTS certs(testhome::path());
+    ASSERT_TRUE(certs.ok());
+    setenv("SSL_CERT_FILE", certs.caFile().c_str(), 1);
+    groupFill("vw.trust", kSeed + 3, 0, 3);
+    long long server = secureServer(1, "Secure", true, false);
+    long long group = groupMake(server, "vw.trust", GROUPDOWNLOAD::HeadersOnly);
+    THREAD::state(true);
+    // One catch-up on the reader showing this certificate: whether it got the range.
+    auto catchup = [&](const TESTCERTS::PAIR &pair) {
+        uint16_t port = fInn.tlsReader(pair.cert, pair.key);
+        EXPECT_NE(port, 0) << fInn.error();
+        BARN::NODE node{};
+        barn.nodeRead(&node, server);
+        node.server.port = port;
+        barn.nodeSave(&node);
+        BARN::NODE saved{};
+        barn.nodeRead(&saved, group);
+        saved.group.indexFirst = saved.group.indexLast = 0;
+        barn.nodeSave(&saved);
+        EXPECT_TRUE(::news.requestCatchupGroup(server, group));
+        EXPECT_TRUE(runDry());
+        return range(group).last == 3;
+    };
+    // The questions about a certificate, beside the queue's own "errors occurred" notices.
+    auto questions = [&] {
+        std::vector<std::string> found;
+        for (const std::string &text : alerts.texts())
+            if (text.rfind("The certificate of server Secure cannot be trusted: ", 0) == 0)
+                found.push_back(text.substr(52, text.find('.') - 52));
+        return found;
+    };
+    TESTCERTS::PAIR own = certs.server("own", "127.0.0.1", TESTCERTS::kBySelf);
+    EXPECT_FALSE(catchup(own));
+    ASSERT_THAT(questions(), testing::ElementsAre("Server certificate is self-signed"));
+    ASSERT_TRUE(alerts.answer(0));
+    EXPECT_TRUE(catchup(own)) << testing::PrintToString(fWindow.errors());
+    EXPECT_FALSE(catchup(certs.server("other", "127.0.0.1", TESTCERTS::kBySelf)));
+    EXPECT_FALSE(catchup(certs.server("elsewhere", "news.example.invalid")));
+    EXPECT_THAT(questions(),
+                testing::ElementsAre("Server certificate is self-signed",
+                                     "Server certificate is self-signed",
+                                     "Server certificate was issued for another host name"));
+    unsetenv("SSL_CERT_FILE");
 }
 
 } // namespace

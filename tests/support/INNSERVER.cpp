@@ -54,6 +54,20 @@ const char *const kDirectories[] = {
 uid_t gNewsUid = 0;
 gid_t gNewsGid = 0;
 
+bool readFile(const std::string &path, std::string *text) {
+    FILE *file = fopen(path.c_str(), "r");
+    if (file == nullptr) {
+        return false;
+    }
+    char block[4096];
+    size_t got;
+    text->clear();
+    while ((got = fread(block, 1, sizeof block, file)) > 0) {
+        text->append(block, got);
+    }
+    return fclose(file) == 0;
+}
+
 bool writeFile(const std::string &path, const std::string &text) {
     FILE *file = fopen(path.c_str(), "w");
     if (file == nullptr) {
@@ -294,7 +308,9 @@ bool INNSERVER::_writeFiles() {
         "checkincludedtext: false\n"
         "maxconnections: 0\n"
         "nnrpdloadlimit: 0\n"
-        "readertrack: false\n";
+        "readertrack: false\n"
+        "tlscertfile: " +
+        r + "/etc/tls/cert.pem\n" + "tlskeyfile: " + r + "/etc/tls/key.pem\n";
 
     std::string readers = "auth \"local\" {\n"
                           "    hosts: \"127.0.0.1, localhost\"\n"
@@ -487,18 +503,55 @@ bool INNSERVER::_startGuard() {
 void INNSERVER::_kill() {
     // The instance is thrown away with its directory, so nothing it holds needs saving: a
     // kill ends it at once, where an orderly shutdown takes a second or more.
-    for (pid_t pid : {fInnd, fReader, fAuthReader}) {
+    for (pid_t pid : {fInnd, fReader, fAuthReader, fTlsReader}) {
         if (pid > 0) {
             kill(pid, SIGKILL);
         }
     }
-    for (pid_t *pid : {&fInnd, &fReader, &fAuthReader}) {
+    for (pid_t *pid : {&fInnd, &fReader, &fAuthReader, &fTlsReader}) {
         if (*pid > 0) {
             int status = 0;
             waitpid(*pid, &status, 0);
             *pid = -1;
         }
     }
+}
+
+uint16_t INNSERVER::tlsReader(const std::string &certFile, const std::string &keyFile) {
+    if (fTlsReader > 0) {
+        kill(fTlsReader, SIGKILL);
+        int status = 0;
+        waitpid(fTlsReader, &status, 0);
+        fTlsReader = -1;
+    }
+    const std::string folder = fRoot + "/etc/tls";
+    mkdir(folder.c_str(), 0755);
+    std::string cert, key;
+    if (!readFile(certFile, &cert) || !readFile(keyFile, &key) ||
+        !writeFile(folder + "/cert.pem", cert) || !writeFile(folder + "/key.pem", key) ||
+        chmod((folder + "/key.pem").c_str(), 0600) != 0 ||
+        (geteuid() == 0 && nftw(folder.c_str(), chownEntry, 4, FTW_PHYS) != 0)) {
+        fError = "cannot install the certificate in " + folder;
+        return 0;
+    }
+    uint16_t port = 0;
+    if (!freePorts(&port, 1) ||
+        !_spawn({std::string(kBin) + "/nnrpd", "-D", "-f", "-n", "-S", "-b", "127.0.0.1", "-p",
+                 std::to_string(port), "-c", fRoot + "/etc/readers-auth.conf"},
+                &fTlsReader)) {
+        fError = "cannot start the TLS reader";
+        return 0;
+    }
+    // Its greeting is encrypted: a port that takes connections is a reader that is up.
+    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStartMillis);
+    while (std::chrono::steady_clock::now() < until) {
+        LINK link;
+        if (link.open(port))
+            return port;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    fError = "the TLS reader did not listen: " + _logTail();
+    return 0;
 }
 
 void INNSERVER::stop() {

@@ -46,6 +46,11 @@ public:
     // so a greeting from another test process's server on a reused port is not taken.
     const std::string &pathHost() const { return fPathHost; }
 
+    // (Re)starts a reader daemon that speaks TLS from the first byte with this certificate
+    // and wants AUTHINFO USER kUser / PASS kPassword, on a port of its own; returns the port,
+    // or 0 with error() saying why.
+    uint16_t tlsReader(const std::string &certFile, const std::string &keyFile);
+
     // Adds a group that takes postings.
     bool groupCreate(const std::string &name, std::string *error);
     // Feeds generated articles first .. first+count-1 (tools/innfill) into the group and
@@ -76,6 +81,7 @@ private:
     pid_t fInnd = -1;
     pid_t fReader = -1;
     pid_t fAuthReader = -1;
+    pid_t fTlsReader = -1;
     pid_t fGuard = -1;
     int fGuardPipe = -1;
 };
