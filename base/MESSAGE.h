@@ -13,6 +13,15 @@ constexpr uint32_t fourcc(const char (&code)[5]) {
            (uint32_t(uint8_t(code[2])) << 8) | uint32_t(uint8_t(code[3]));
 }
 
+// The same for a code known only at run time (from a table or a menu); shorter texts are
+// padded with NULs.
+constexpr uint32_t fourccOf(std::string_view code) {
+    uint32_t value = 0;
+    for (size_t i = 0; i < 4; ++i)
+        value = (value << 8) | (i < code.size() ? uint32_t(uint8_t(code[i])) : 0);
+    return value;
+}
+
 class MESSAGE {
 public:
     using VALUE = std::variant<bool, int32_t, int64_t, double, std::string, void *>;

@@ -40,7 +40,7 @@ function(vw_gui_test name)
     endif()
     add_executable(${name} ${T_SOURCES})
     set_target_properties(${name} PROPERTIES AUTOMOC ON)
-    target_link_libraries(${name} PRIVATE vwgui vwcore vwtesthome Qt6::Test)
+    target_link_libraries(${name} PRIVATE vwgui vwcore vwtesthome vwtestalerts Qt6::Test)
     if(T_XVFB)
         find_program(XVFB_RUN xvfb-run REQUIRED)
         add_test(NAME ${name} COMMAND ${XVFB_RUN} -a -s "-screen 0 1280x1024x24"

@@ -12,6 +12,7 @@
 
 #include "base/ALERT.h"
 #include "base/CRITSECT.h"
+#include "base/LAUNCHER.h"
 #include "base/STR.h"
 #include "base/TEXTFILE.h"
 #include "base/THREAD.h"
@@ -389,18 +390,7 @@ int32_t DecodeWindow::daemon(void *pointer) {
 }
 
 bool DecodeWindow::launchDefault(const char *path) {
-    char tool[] = "xdg-open";
-    std::string argument = path != nullptr ? path : "";
-    char *argv[] = {tool, argument.data(), nullptr};
-    pid_t pid = 0;
-    if (posix_spawnp(&pid, kLaunchTool, nullptr, nullptr, argv, environ) != 0)
-        return false;
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0) {
-        if (errno != EINTR)
-            return false;
-    }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return LAUNCHER::open(path != nullptr ? path : "") == 0;
 }
 
 std::string DecodeWindow::errorText(ERRORNUM error, const Data &data) {

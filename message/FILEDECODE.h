@@ -76,7 +76,6 @@ public:
     static constexpr int64_t kSlotPoll = 50'000;      // usecs between looks for a slot
     static constexpr int64_t kSlotWait = 300'000'000; // then the decode is given up
     static constexpr int64_t kLaunchPause = 333'333;  // the window stays after a launch
-    static constexpr const char *kLaunchTool = "xdg-open";
 
     enum ERRORNUM : int32_t {
         ErrorNone = 0,

@@ -159,6 +159,12 @@ bool BARN::nodeRead(NODE *node, long long number) {
     return true;
 }
 
+long long BARN::nodeParent(long long number) {
+    CRITSECT_HOLD hold(fLock);
+    const NODE *stored = _findLocked(number);
+    return stored != nullptr && stored->parent != nullptr ? stored->parent->number : kNodeNone;
+}
+
 void BARN::nodeCopy(NODE *to, const NODE *from) {
     std::memcpy(static_cast<void *>(to), from, sizeof(NODE));
 }
@@ -212,6 +218,32 @@ void BARN::_notify(const NODE &copy) {
     }
     if (callback != nullptr && copy.holdsMessages)
         callback(&copy);
+}
+
+void BARN::_treeNotify(long long number) {
+    TREEFUNC callback;
+    {
+        CRITSECT_HOLD hold(fLock);
+        callback = fTree;
+    }
+    if (callback != nullptr)
+        callback(number);
+}
+
+bool BARN::treeCallbackRegister(TREEFUNC callback) {
+    CRITSECT_HOLD hold(fLock);
+    if (callback == nullptr || fTree != nullptr)
+        return false;
+    fTree = callback;
+    return true;
+}
+
+bool BARN::treeCallbackUnregister(TREEFUNC callback) {
+    CRITSECT_HOLD hold(fLock);
+    if (callback == nullptr || fTree != callback)
+        return false;
+    fTree = nullptr;
+    return true;
 }
 
 bool BARN::unreadCallbackRegister(UNREADFUNC callback) {

@@ -141,6 +141,8 @@ public:
     using NODEFUNC = bool (*)(const NODE *node);
     using DONEFUNC = void (*)();
     using UNREADFUNC = void (*)(const NODE *node);
+    // A node was created, saved or removed (read it to tell which).
+    using TREEFUNC = void (*)(long long number);
 
     BARN() = default;
     ~BARN();
@@ -168,6 +170,9 @@ public:
 
     // --- Nodes ---
     bool nodeRead(NODE *node, long long number);
+    // The number of a node's parent, kNodeNone for a top-level node or an unknown one. (A
+    // copy's parent pointer is the tree's own and must not be followed without the lock.)
+    long long nodeParent(long long number);
     // Stores a changed copy back: a new name renames the directory (and moves the paths of
     // every descendant); the other changes reach the directory attributes and, for a
     // server, its server file. A folder's kind is never changed by a save.
@@ -251,6 +256,10 @@ public:
     // function removes it.
     bool unreadCallbackRegister(UNREADFUNC callback);
     bool unreadCallbackUnregister(UNREADFUNC callback);
+    // One observer of nodes created, saved or removed through the operations above (the
+    // background load reports its own); called after the tree's lock is left.
+    bool treeCallbackRegister(TREEFUNC callback);
+    bool treeCallbackUnregister(TREEFUNC callback);
 
     // --- Records ---
     static void nodeCopy(NODE *to, const NODE *from);
@@ -272,6 +281,7 @@ private:
     NODEFUNC fLoadNode = nullptr;
     DONEFUNC fLoadDone = nullptr;
     UNREADFUNC fUnread = nullptr;
+    TREEFUNC fTree = nullptr;
     long long fVolume = -10;
     uint32_t fSentLast = 0; // where the search for a free name in "Sent Messages" goes on
     // Nodes whose count or next file number filing changed: when they were last written
@@ -291,6 +301,18 @@ private:
     long long _createLocked(NODE *node, int64_t parent);
     std::vector<NODE *> _sortedLocked(NODETYPE type, int64_t parent) const;
     void _notify(const NODE &copy);
+    void _treeNotify(long long number);
+    // Tells the tree observer about a node when it goes out of scope: declared before an
+    // operation's lock is taken, it runs after the lock is left.
+    struct TREENOTE {
+        BARN *barn;
+        long long number = kNodeNone;
+        ~TREENOTE() {
+            if (number != kNodeNone)
+                barn->_treeNotify(number);
+        }
+    };
+    bool _save(const NODE *node);
     bool _fixedAdd(FIXEDFOLDER kind);
     bool _delete(long long number, int type);
 

@@ -237,6 +237,7 @@ long long BARN::_createLocked(NODE *node, int64_t parent) {
 long long BARN::folderCreate(const char *name, long long parent) {
     if (!folderNameCheck(name))
         return kNodeNone;
+    TREENOTE note{this};
     CRITSECT_HOLD hold(fLock);
     if (fList == nullptr || folderIsDuplicate(name, parent))
         return kNodeNone;
@@ -253,13 +254,14 @@ long long BARN::folderCreate(const char *name, long long parent) {
         STR::copy(node.path, above->path, sizeof(node.path));
     }
     BARNINFO::pathAppend(node.path, sizeof(node.path), name);
-    return _createLocked(&node, parent);
+    return note.number = _createLocked(&node, parent);
 }
 
 long long BARN::groupCreate(long long server, const char *name, GROUPDOWNLOAD mode) {
     if (!groupNameCheck(name) || mode < GROUPDOWNLOAD::NoDownload ||
         mode > GROUPDOWNLOAD::HeadersAndBodies)
         return kNodeNone;
+    TREENOTE note{this};
     CRITSECT_HOLD hold(fLock);
     const NODE *above = _findLocked(server);
     if (above == nullptr || above->type != NODETYPE::Server)
@@ -272,13 +274,14 @@ long long BARN::groupCreate(long long server, const char *name, GROUPDOWNLOAD mo
     STR::copy(node.name, name, sizeof(node.name));
     node.group.download = mode;
     BARNINFO::pathGroup(above->name, name, node.path, sizeof(node.path));
-    return _createLocked(&node, server);
+    return note.number = _createLocked(&node, server);
 }
 
 long long BARN::serverCreate(NODE *node) {
     node->number = kNodeNone;
     if (!serverNameCheck(node->name) || !serverHostnameCheck(node->server.hostname))
         return kNodeNone;
+    TREENOTE note{this};
     CRITSECT_HOLD hold(fLock);
     if (fList == nullptr || serverIsDuplicate(node->name))
         return kNodeNone;
@@ -287,7 +290,7 @@ long long BARN::serverCreate(NODE *node) {
     STR::copy(fresh.name, node->name, sizeof(fresh.name));
     std::memcpy(&fresh.server, &node->server, sizeof(fresh.server));
     BARNINFO::pathServer(fresh.name, fresh.path, sizeof(fresh.path));
-    node->number = _createLocked(&fresh, kNodeNone);
+    node->number = note.number = _createLocked(&fresh, kNodeNone);
     return node->number;
 }
 
@@ -327,6 +330,13 @@ bool BARN::serverWrite(const NODE *node) {
 // --- Saving and deleting ---
 
 bool BARN::nodeSave(const NODE *node) {
+    if (!_save(node))
+        return false;
+    _treeNotify(node->number);
+    return true;
+}
+
+bool BARN::_save(const NODE *node) {
     NODE notify;
     bool unreadChanged = false;
     {
@@ -374,6 +384,7 @@ bool BARN::nodeSave(const NODE *node) {
 }
 
 bool BARN::_delete(long long number, int type) {
+    TREENOTE note{this};
     CRITSECT_HOLD hold(fLock);
     NODE *node = _findLocked(number);
     if (node == nullptr || (type != 0 && int(node->type) != type))
@@ -385,6 +396,7 @@ bool BARN::_delete(long long number, int type) {
     if (!barnThread.fileOp(BARNTHREAD::DeleteNode, kNodeNone, node->path, pause))
         return false;
     _removeLocked(node);
+    note.number = number;
     return true;
 }
 
