@@ -27,8 +27,8 @@
 #include "reader/KILLFILE.h"
 #include "storage/BARN.h"
 #include "storage/BARNINFO.h"
-#include "tests/support/INNSERVER.h"
 #include "tests/support/TESTCERTS.h"
+#include "tools/innfill/INNSERVER.h"
 
 extern char **environ;
 

@@ -12,7 +12,7 @@
 #include "net/NNTP.h"
 #include "storage/BARNINFO.h"
 #include "tests/support/FAKENNTP.h"
-#include "tests/support/INNSERVER.h"
+#include "tools/innfill/INNSERVER.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "tests/net/NNTPFixture.h"
-#include "tests/support/INNSERVER.h"
 #include "tools/innfill/ARTICLEGEN.h"
+#include "tools/innfill/INNSERVER.h"
 
 namespace {
 

@@ -15,9 +15,9 @@
 #include "storage/BARNFILE.h"
 #include "tests/net/TRANSFERFIXTURE.h"
 #include "tests/support/ALERTRECORDER.h"
-#include "tests/support/INNSERVER.h"
 #include "tests/support/TESTCERTS.h"
 #include "tools/innfill/ARTICLEGEN.h"
+#include "tools/innfill/INNSERVER.h"
 
 using namespace transfertest;
 

@@ -52,7 +52,25 @@ const char *const kWeekdays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"
 const char *const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-std::string base64(const std::string &data, size_t lineLength) {
+std::string quotedWord(const std::string &bytes) {
+    std::string out;
+    for (unsigned char c : bytes) {
+        if (c == ' ') {
+            out += '_';
+        } else if (c > 32 && c < 127 && c != '=' && c != '?' && c != '_') {
+            out += char(c);
+        } else {
+            char hex[4];
+            snprintf(hex, sizeof hex, "=%02X", c);
+            out += hex;
+        }
+    }
+    return out;
+}
+
+} // namespace
+
+std::string ARTICLEGEN::base64(const std::string &data, size_t lineLength) {
     static const char kAlphabet[] =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string out;
@@ -78,24 +96,7 @@ std::string base64(const std::string &data, size_t lineLength) {
     return out;
 }
 
-std::string quotedWord(const std::string &bytes) {
-    std::string out;
-    for (unsigned char c : bytes) {
-        if (c == ' ') {
-            out += '_';
-        } else if (c > 32 && c < 127 && c != '=' && c != '?' && c != '_') {
-            out += char(c);
-        } else {
-            char hex[4];
-            snprintf(hex, sizeof hex, "=%02X", c);
-            out += hex;
-        }
-    }
-    return out;
-}
-
-// The uuencoded lines of data, "begin" and "end" included.
-std::vector<std::string> uuencode(const std::string &data, const std::string &name) {
+std::vector<std::string> ARTICLEGEN::uuencode(const std::string &data, const std::string &name) {
     auto code = [](uint32_t value) { return char(value == 0 ? '`' : value + 32); };
     std::vector<std::string> lines;
     lines.push_back("begin 644 " + name);
@@ -117,8 +118,6 @@ std::vector<std::string> uuencode(const std::string &data, const std::string &na
     lines.push_back("end");
     return lines;
 }
-
-} // namespace
 
 ARTICLEGEN::ARTICLEGEN(std::string group, uint32_t seed, std::string domain)
     : fGroup(std::move(group)), fSeed(seed), fDomain(std::move(domain)) {}

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 // Articles come in blocks of ten, each made from the block number, the seed and the group
 // alone, so any article can be made again without the ones before it:
@@ -32,6 +33,11 @@ public:
     // empty for an article without one; and the file name given for it.
     std::string attachment(size_t index) const;
     std::string attachmentName(size_t index) const;
+
+    // Base64 of data in lines of lineLength characters (0: one line), CR LF between them.
+    static std::string base64(const std::string &data, size_t lineLength);
+    // The uuencoded lines of data, "begin" and "end" included.
+    static std::vector<std::string> uuencode(const std::string &data, const std::string &name);
 
 private:
     std::string _subjectHeader(size_t index) const;

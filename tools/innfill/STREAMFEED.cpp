@@ -76,15 +76,39 @@ bool STREAMFEED::open(const std::string &host, uint16_t port, std::string *error
 
 bool STREAMFEED::take(const ARTICLEGEN &generator, size_t first, size_t count, size_t *accepted,
                       size_t *refused, std::string *error) {
+    return _take(
+        [&](size_t index, std::string *messageId, std::string *article) {
+            *messageId = generator.messageId(first + index);
+            *article = generator.article(first + index);
+        },
+        count, accepted, refused, error);
+}
+
+bool STREAMFEED::take(const std::vector<std::string> &articles, size_t *accepted, size_t *refused,
+                      std::string *error) {
+    return _take(
+        [&](size_t index, std::string *messageId, std::string *article) {
+            *article = articles[index];
+            size_t at = article->find("\r\nMessage-ID: ");
+            size_t end = at == std::string::npos ? at : article->find("\r\n", at + 2);
+            *messageId =
+                end == std::string::npos ? std::string() : article->substr(at + 14, end - at - 14);
+        },
+        articles.size(), accepted, refused, error);
+}
+
+bool STREAMFEED::_take(const SOURCE &source, size_t count, size_t *accepted, size_t *refused,
+                       std::string *error) {
     *accepted = 0;
     *refused = 0;
     for (size_t done = 0; done < count;) {
         size_t batch = count - done < kWindow ? count - done : kWindow;
         std::string bytes;
         for (size_t i = 0; i < batch; ++i) {
-            size_t index = first + done + i;
-            bytes += "TAKETHIS " + generator.messageId(index) + "\r\n";
-            bytes += dotStuffed(generator.article(index)) + ".\r\n";
+            std::string messageId, article;
+            source(done + i, &messageId, &article);
+            bytes += "TAKETHIS " + messageId + "\r\n";
+            bytes += dotStuffed(article) + ".\r\n";
         }
         if (!_sendAll(bytes, error)) {
             return false;

@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <vector>
 
 class ARTICLEGEN;
 
@@ -24,10 +26,16 @@ public:
     // and those it refused (a duplicate, for one). False when the connection fails.
     bool take(const ARTICLEGEN &generator, size_t first, size_t count, size_t *accepted,
               size_t *refused, std::string *error);
+    // The same for articles given whole (their Message-ID is read from their header).
+    bool take(const std::vector<std::string> &articles, size_t *accepted, size_t *refused,
+              std::string *error);
     // Says goodbye and closes; safe when not open.
     void close();
 
 private:
+    using SOURCE = std::function<void(size_t index, std::string *messageId, std::string *article)>;
+    bool _take(const SOURCE &source, size_t count, size_t *accepted, size_t *refused,
+               std::string *error);
     bool _sendAll(const std::string &bytes, std::string *error);
     bool _readLine(std::string *line, std::string *error);
 

@@ -1,5 +1,5 @@
 // A private INN news server on loopback for the tests: readers, a password port and a feed port.
-#include "tests/support/INNSERVER.h"
+#include "tools/innfill/INNSERVER.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -629,6 +629,28 @@ bool INNSERVER::groupInfo(const std::string &group, uint32_t *count, uint32_t *l
 
 bool INNSERVER::fill(const std::string &group, size_t first, size_t count, uint32_t seed,
                      size_t *accepted, std::string *error) {
+    ARTICLEGEN generator(group, seed, kDomain);
+    return _feed(
+        group,
+        [&](STREAMFEED *feed, size_t *refused) {
+            return feed->take(generator, first, count, accepted, refused, error);
+        },
+        accepted, error);
+}
+
+bool INNSERVER::feed(const std::string &group, const std::vector<std::string> &articles,
+                     size_t *accepted, std::string *error) {
+    return _feed(
+        group,
+        [&](STREAMFEED *feed, size_t *refused) {
+            return feed->take(articles, accepted, refused, error);
+        },
+        accepted, error);
+}
+
+bool INNSERVER::_feed(const std::string &group,
+                      const std::function<bool(STREAMFEED *, size_t *)> &take, size_t *accepted,
+                      std::string *error) {
     *accepted = 0;
     uint32_t before = 0;
     uint32_t low = 0;
@@ -636,11 +658,9 @@ bool INNSERVER::fill(const std::string &group, size_t first, size_t count, uint3
     if (!groupInfo(group, &before, &low, &high, error)) {
         return false;
     }
-    ARTICLEGEN generator(group, seed, kDomain);
     STREAMFEED feed;
     size_t refused = 0;
-    if (!feed.open("127.0.0.1", fFeedPort, error) ||
-        !feed.take(generator, first, count, accepted, &refused, error)) {
+    if (!feed.open("127.0.0.1", fFeedPort, error) || !take(&feed, &refused)) {
         return false;
     }
     feed.close();

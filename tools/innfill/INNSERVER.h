@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -14,6 +15,8 @@
 //   feedPort    the server itself, taking articles from 127.0.0.1 with MODE STREAM
 // The server must be started as root (it then runs as "news") or as the news user. A guard
 // process removes the instance even when the test process dies without stopping it.
+class STREAMFEED;
+
 class INNSERVER {
 public:
     static constexpr const char *kUser = "reader";
@@ -57,11 +60,16 @@ public:
     // waits until a reader sees them. *accepted counts the new ones.
     bool fill(const std::string &group, size_t first, size_t count, uint32_t seed, size_t *accepted,
               std::string *error);
+    // Feeds whole articles (of one group) and waits until a reader sees them.
+    bool feed(const std::string &group, const std::vector<std::string> &articles, size_t *accepted,
+              std::string *error);
     // What a new reader session answers to GROUP: count, first and last article number.
     bool groupInfo(const std::string &group, uint32_t *count, uint32_t *low, uint32_t *high,
                    std::string *error);
 
 private:
+    bool _feed(const std::string &group, const std::function<bool(STREAMFEED *, size_t *)> &take,
+               size_t *accepted, std::string *error);
     bool _attempt();
     bool _writeFiles();
     bool _spawn(const std::vector<std::string> &args, pid_t *pid, int input = -1);

@@ -1,0 +1,66 @@
+// The demo's start-up, without a display: its server answers, its store has the account and
+// the two subscriptions, and the program's own queue fills the store from it.
+#include <gtest/gtest.h>
+
+#include "app/SETTINGS.h"
+#include "base/THREAD.h"
+#include "net/NETWORK.h"
+#include "net/NEWS.h"
+#include "net/NNTP.h"
+#include "reader/KILLFILE.h"
+#include "storage/BARN.h"
+#include "tests/storage/STORETEST.h"
+#include "tests/support/ALERTRECORDER.h"
+#include "tests/support/TestHome.h"
+#include "tools/demo/DEMO.h"
+#include "tools/demo/DEMOARTICLES.h"
+
+namespace {
+
+TEST(Demo, StartsItsServerAndStoreAndDownloadsThroughTheQueue) {
+    ALERTRECORDER alerts;
+    DEMO demo(testhome::path() + "/demo");
+    std::string error;
+    ASSERT_TRUE(demo.serverStart(&error)) << error;
+    // Twice, as a second ./run.sh --demo does: the store is found again, not made twice.
+    ASSERT_TRUE(demo.storePrepare(&error)) << error;
+    ASSERT_TRUE(demo.storePrepare(&error)) << error;
+
+    THREAD::start();
+    ASSERT_TRUE(barn.start());
+    THREAD::state(true);
+    ASSERT_TRUE(barn.iterateFolders(nullptr, nullptr));
+    ASSERT_TRUE(storetest::waitFor([] { return barn.final(); }));
+    BARN::NODE server;
+    ASSERT_TRUE(barn.serverNext(&server, 0));
+    EXPECT_FALSE(barn.serverNext(&server, 1)) << "one account";
+    ASSERT_TRUE(barn.serverNext(&server, 0));
+    EXPECT_STREQ(server.name, DEMO::kServerName);
+    EXPECT_EQ(server.server.port, demo.port());
+    BARN::NODE discussion, binaries;
+    ASSERT_TRUE(barn.groupRead(server.number, &discussion, DEMOARTICLES::kDiscussion));
+    ASSERT_TRUE(barn.groupRead(server.number, &binaries, DEMOARTICLES::kBinaries));
+
+    SETTINGS::progressWindow.transferStart = false;
+    ASSERT_TRUE(NETWORK::start() && NNTP::start() && KILLFILE::Start() && news.start());
+    EXPECT_EQ(news.requestServer(server.number, false), 2u);
+    const size_t expected =
+        DEMOARTICLES::groups()[0].articles.size() + DEMOARTICLES::groups()[1].articles.size();
+    EXPECT_TRUE(storetest::waitFor(
+        [&] {
+            return storetest::filesIn(discussion.path) + storetest::filesIn(binaries.path) ==
+                   expected;
+        },
+        std::chrono::seconds(30)));
+    THREAD::state(false);
+    THREAD::stop();
+    news.stop();
+    KILLFILE::Stop();
+    NNTP::stop();
+    NETWORK::stop();
+    barn.stop();
+    demo.stop();
+    EXPECT_TRUE(alerts.texts().empty()) << testing::PrintToString(alerts.texts());
+}
+
+} // namespace
