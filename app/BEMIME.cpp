@@ -77,12 +77,16 @@ bool hasIndexed(const FILETYPE *type) {
 }
 } // namespace
 
-std::string BEMIME::packagePath(const char *mimeType) {
+std::string BEMIME::packageName(const char *mimeType) {
     std::string name = mimeType;
     for (char &c : name)
         if (c == '/')
             c = '-';
-    return std::string(pathMgr.dataDir()) + kPackagesFolder + "/" + kPackagePrefix + name + ".xml";
+    return kPackagePrefix + name + ".xml";
+}
+
+std::string BEMIME::packagePath(const char *mimeType) {
+    return std::string(pathMgr.dataDir()) + kPackagesFolder + "/" + packageName(mimeType);
 }
 
 bool BEMIME::installed(const FILETYPE *type) {

@@ -30,6 +30,8 @@ public:
     // Whether the type's package is installed, and where it is (or would be).
     static bool installed(const FILETYPE *type);
     static std::string packagePath(const char *mimeType);
+    // The package's file name, the same in the user's and the system's database.
+    static std::string packageName(const char *mimeType);
     // The package text for a type.
     static std::string packageText(const FILETYPE *type);
 

@@ -205,6 +205,10 @@ int32_t INITFILE::writeDefault(SECT **sections, const char *name) {
     return result;
 }
 
+const FILETYPE *INITFILE::fileType() {
+    return &kFileType;
+}
+
 bool INITFILE::mimeInstall() {
     return BEMIME::install(&kFileType);
 }

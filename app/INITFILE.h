@@ -9,6 +9,7 @@
 #include "app/FIELD.h"
 #include "base/CRITSECT.h"
 #include "base/DISKFILE.h"
+#include "base/FILETYPE.h"
 
 // One INITFILE reads or writes one file at a time; its own lock makes read, write and
 // writeDefault whole operations, so one object may be shared by threads. Results are 0 or a
@@ -137,6 +138,7 @@ public:
     // The settings file type.
     static bool mimeInstall();
     static bool mimeUninstall();
+    static const FILETYPE *fileType();
 
 private:
     mutable CRITSECT fLock;

@@ -7,7 +7,8 @@ packages=(
     qt6-base-dev libsqlite3-dev libssl-dev zlib1g-dev openssl
     libgtest-dev libgmock-dev libbenchmark-dev
     clang libclang-rt-14-dev
-    inn2 xvfb xauth fonts-dejavu-core attr
+    inn2 xvfb xauth fonts-dejavu-core attr gcovr
+    desktop-file-utils appstream dpkg-dev
 )
 
 missing=()
@@ -47,7 +48,5 @@ if dpkg-query -W -f='${db:Status-Abbrev}' inn2 2>/dev/null | grep -qv '^ii'; the
     finish_inn_configuration
 fi
 
-# The tests run private news servers of their own; a system one must not hold their ports.
-if pgrep -x innd >/dev/null 2>&1; then
-    as_root pkill -x innd || true
-fi
+# The tests and the demo run private news servers of their own on free ports: a news server
+# the machine already runs is left alone.

@@ -30,6 +30,8 @@ int main(int argc, char **argv) {
         } else {
             QApplication qtApp(argc, argv);
             QApplication::setApplicationName(QString::fromUtf8(appName));
+            // The desktop matches the window to its launcher and icon by this name.
+            QGuiApplication::setDesktopFileName(QStringLiteral("com.kelbury.VellowickNews"));
             QTHOST host;
             ALERT::sinkSet(&host);
             app->hostSet(&host);
