@@ -585,6 +585,7 @@ void NEWS::daemon() {
         fCancelSeen = false;
     }
 
+    std::string finished;
     if (did) {
         CRITSECT_HOLD hold(fLock);
         if (fQueue != nullptr && fQueue->empty() && fSession == nullptr) {
@@ -594,8 +595,13 @@ void NEWS::daemon() {
             } else {
                 fEmptyTime = TIMEBASE::tickCount();
             }
+            finished = fSummary.text();
+            fSummary.clear();
         }
     }
+    // Told after the queue's lock is left: the listener may post to a window.
+    if (FINISHEDFUNC tell = fFinished.load(); tell != nullptr && !finished.empty())
+        tell(finished.c_str());
     fBusy = false;
 }
 
@@ -671,7 +677,11 @@ bool NEWS::execute(const REQUEST &request, BARN::NODE *server, BARN::NODE *group
                   messages ? "Downloading messages" : "Downloading headers");
         windowStr(NEWSPROGRESS::kLineGroup, "%s", groupName);
         windowStr(NEWSPROGRESS::kLineProgress, "%s", messages ? "No messages" : "No headers");
+        uint32_t unreadBefore = group->unread;
         ok = fSession->download(group, &NEWS::progressTransfer, kOverview, request.action);
+        BARN::NODE after;
+        if (barn.nodeRead(&after, group->number) && after.unread > unreadBefore)
+            fSummary.add(groupName, after.unread - unreadBefore);
         break;
     }
     case kDownloadBody:

@@ -9,6 +9,7 @@
 #include "base/CRITSECT.h"
 #include "net/NEWSPROGRESS.h"
 #include "net/NNTP.h"
+#include "net/TRANSFERSUMMARY.h"
 #include "storage/BARN.h"
 
 // One global object, news. The interface threads add, remove and reorder requests; the
@@ -89,6 +90,11 @@ public:
     bool requestDupeCheck(ACTIONTYPE action, long long server, long long group,
                           const char *fileName);
 
+    // Called on the transfer thread when the queue has run dry after a run that brought new
+    // messages, with what it brought (TRANSFERSUMMARY::text); null removes it.
+    using FINISHEDFUNC = void (*)(const char *summary);
+    void finishedSet(FINISHEDFUNC finished) { fFinished = finished; }
+
     // --- The user's control of the queue ---
     unsigned long userCount();
     // out is cleared first; false for an index past the end.
@@ -126,6 +132,8 @@ private:
     NEWSPROGRESS *fWindow = nullptr;
     NNTP *fSession = nullptr;
     unsigned long fErrors = 0;
+    TRANSFERSUMMARY fSummary; // of the run under way; the transfer thread's alone
+    std::atomic<FINISHEDFUNC> fFinished{nullptr};
     std::atomic<bool> fBusy{false};
     bool fStarted = false;
 

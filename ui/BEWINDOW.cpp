@@ -10,6 +10,7 @@
 #include <QMessageBox>
 #include <QSplitter>
 #include <QStatusBar>
+#include <atomic>
 #include <thread>
 
 #include "app/APPNAME.h"
@@ -20,6 +21,8 @@
 #include "base/LAUNCHER.h"
 #include "base/THREAD.h"
 #include "base/TextFormat.h"
+#include "net/NEWS.h"
+#include "ui/DesktopNotifier.h"
 #include "ui/GODOT.h"
 #include "ui/MENUTABLE.h"
 #include "ui/StorageTreeView.h"
@@ -84,6 +87,16 @@ uint32_t keyCommand(const QString &text) {
         return 0;
     }
 }
+// Where the transfer queue's end-of-run summary goes: the window, as a message of its own.
+std::atomic<BEWINDOW *> gTransferWindow{nullptr};
+
+void transferFinished(const char *summary) {
+    if (BEWINDOW *window = gTransferWindow.load()) {
+        MESSAGE message(fourcc("wnot"));
+        message.addString("summary", summary);
+        window->post(message);
+    }
+}
 } // namespace
 
 BEWINDOW::BEWINDOW(const char *title) {
@@ -116,9 +129,13 @@ BEWINDOW::BEWINDOW(const char *title) {
     _focusRestore();
     godot.targetSet(this);
     godot.start();
+    gTransferWindow = this;
+    news.finishedSet(transferFinished);
 }
 
 BEWINDOW::~BEWINDOW() {
+    news.finishedSet(nullptr);
+    gTransferWindow = nullptr;
     godot.targetSet(nullptr);
 }
 
@@ -241,8 +258,14 @@ void BEWINDOW::MessageReceived(const MESSAGE &message) {
             return;
         }
     }
-    if (message.what == fourcc("quit"))
+    if (message.what == fourcc("quit")) {
         close();
+    } else if (message.what == fourcc("wnot")) {
+        // Someone looking at the window sees the counts change; someone elsewhere is told.
+        std::string summary;
+        if (!isActiveWindow() && message.findString("summary", &summary))
+            DesktopNotifier::show(QString::fromStdString(summary));
+    }
 }
 
 void BEWINDOW::keyPressEvent(QKeyEvent *event) {

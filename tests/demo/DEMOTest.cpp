@@ -1,12 +1,14 @@
 // The demo's start-up, without a display: its server answers, its store has the account and
 // the two subscriptions, and the program's own queue fills the store from it.
 #include <gtest/gtest.h>
+#include <mutex>
 
 #include "app/SETTINGS.h"
 #include "base/THREAD.h"
 #include "net/NETWORK.h"
 #include "net/NEWS.h"
 #include "net/NNTP.h"
+#include "net/TRANSFERSUMMARY.h"
 #include "reader/KILLFILE.h"
 #include "storage/BARN.h"
 #include "tests/storage/STORETEST.h"
@@ -16,6 +18,35 @@
 #include "tools/demo/DEMOARTICLES.h"
 
 namespace {
+
+std::mutex gSummaryLock;
+std::string gSummary;
+
+void summaryKeep(const char *text) {
+    std::lock_guard<std::mutex> lock(gSummaryLock);
+    gSummary = text;
+}
+
+TEST(TransferSummary, OneSentencePerRun) {
+    const struct {
+        std::vector<std::pair<const char *, unsigned long>> added;
+        const char *text;
+    } rows[] = {
+        {{}, ""},
+        {{{"alt.test", 0}}, ""},
+        {{{"alt.test", 1}}, "1 new message in alt.test"},
+        {{{"comp.lang.c", 12}, {"alt.test", 3}, {"comp.lang.c", 2}},
+         "17 new messages: 14 in comp.lang.c, 3 in alt.test"},
+        {{{"a", 1}, {"b", 2}, {"c", 3}, {"d", 4}, {"e", 5}},
+         "15 new messages: 1 in a, 2 in b, 3 in c and 2 more groups"},
+    };
+    for (const auto &row : rows) {
+        TRANSFERSUMMARY summary;
+        for (const auto &[group, count] : row.added)
+            summary.add(group, count);
+        EXPECT_EQ(summary.text(), row.text);
+    }
+}
 
 TEST(Demo, StartsItsServerAndStoreAndDownloadsThroughTheQueue) {
     ALERTRECORDER alerts;
@@ -43,6 +74,7 @@ TEST(Demo, StartsItsServerAndStoreAndDownloadsThroughTheQueue) {
 
     SETTINGS::progressWindow.transferStart = false;
     ASSERT_TRUE(NETWORK::start() && NNTP::start() && KILLFILE::Start() && news.start());
+    news.finishedSet(summaryKeep);
     EXPECT_EQ(news.requestServer(server.number, false), 2u);
     const size_t expected =
         DEMOARTICLES::groups()[0].articles.size() + DEMOARTICLES::groups()[1].articles.size();
@@ -52,6 +84,12 @@ TEST(Demo, StartsItsServerAndStoreAndDownloadsThroughTheQueue) {
                    expected;
         },
         std::chrono::seconds(30)));
+    // The run's summary, as a desktop notification would show it.
+    EXPECT_TRUE(storetest::waitFor([] {
+        std::lock_guard<std::mutex> lock(gSummaryLock);
+        return gSummary == "24 new messages: 4 in demo.binaries, 20 in demo.discussion";
+    })) << gSummary;
+    news.finishedSet(nullptr);
     THREAD::state(false);
     THREAD::stop();
     news.stop();
