@@ -28,6 +28,8 @@ function(vw_core_test name)
     endif()
     add_executable(${name} ${T_SOURCES})
     target_link_libraries(${name} PRIVATE ${T_LIBS} vwtestsupport GTest::gmock)
+    # Golden files and test tables.
+    target_compile_definitions(${name} PRIVATE VW_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data")
     gtest_discover_tests(${name} PROPERTIES LABELS core DISCOVERY_TIMEOUT 60)
 endfunction()
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/TIMEBASE.h"
+#include "tests/support/TESTTABLE.h"
 
 namespace {
 
@@ -35,52 +36,24 @@ std::string text(const BETIME &time, bool micro) {
 }
 
 struct PARSECASE {
-    const char *name, *text;
+    std::string name, text;
     bool ok;
     int64_t usecs; // of the parsed time taken as GMT; 0 with ok for "None"
 };
 class TIMEBASEParse : public testing::TestWithParam<PARSECASE> {};
 
-const PARSECASE kParse[] = {
-    {"date_and_time", "2000/10/03 14:05:09", true, kOct3},
-    {"half_second", "2000/10/03 14:05:09:5", true, kOct3 + 500000},
-    {"all_microseconds", "2000/10/03 14:05:09:000001", true, kOct3 + 1},
-    {"blanks_around", "  2000/10/03   14:05:09 ", true, kOct3},
-    {"date_only", "2000/10/03", true, 970531200 * kSec},
-    {"year_only", "2000", true, 946684800 * kSec},
-    {"empty_month_and_day", "2000//", true, 946684800 * kSec},
-    {"hour_only", "2000/10/03 14", true, 970581600 * kSec},
-    {"empty_time_fields", "2000/10/03 ::", true, 970531200 * kSec},
-    {"normalised_like_the_platform", "2000/02/31", true, 951955200 * kSec}, // March 2
-    {"last_valid_year", "2030/12/31 23:59:59", true, 1924991999 * kSec},
-    {"first_valid_year", "1969/12/31 23:59:59", true, -1 * kSec},
-    {"none", "none", true, 0},
-    {"None_padded", "  NONE ", true, 0},
-    {"two_digit_year", "00/10/03", false, 0},
-    {"after_window", "2031/01/01", false, 0},
-    {"before_window", "1968/12/31", false, 0},
-    {"month_13", "2000/13/01", false, 0},
-    {"day_32", "2000/10/32", false, 0},
-    {"hour_24", "2000/10/03 24:00", false, 0},
-    {"minute_60", "2000/10/03 10:60", false, 0},
-    {"three_digit_hour", "2000/10/03 100:00", false, 0},
-    {"seven_digit_micro", "2000/10/03 1:2:3:1234567", false, 0},
-    {"five_time_fields", "2000/10/03 1:2:3:4:5", false, 0},
-    {"four_date_fields", "2000/10/03/01", false, 0},
-    {"three_tokens", "2000/10/03 14:05 x", false, 0},
-    {"dashes", "2000-10-03", false, 0},
-    {"letters", "Oct 3 2000", false, 0},
-    {"tab_inside", "2000/10/03\t14:05:09", false, 0},
-    {"empty", "", false, 0},
-    {"blank", "   ", false, 0},
-    {"too_long", "2000/10/03                                   14:05:09", false, 0},
-};
+std::vector<PARSECASE> parseCases() {
+    std::vector<PARSECASE> cases;
+    for (const testtable::ROW &row : testtable::read("time-texts.txt"))
+        cases.push_back({row[0], row[1], row[2] == "yes", std::stoll(row[3])});
+    return cases;
+}
 
 TEST_P(TIMEBASEParse, PlainTextForm) {
     const PARSECASE &c = GetParam();
     BETIME time;
     time.year = 1;
-    EXPECT_EQ(TIMEBASE::convert(&time, c.text), c.ok);
+    EXPECT_EQ(TIMEBASE::convert(&time, c.text.c_str()), c.ok);
     int64_t usecs = -1;
     EXPECT_TRUE(TIMEBASE::convert(&usecs, &time, true));
     EXPECT_EQ(usecs, c.ok ? c.usecs : 0);
@@ -89,8 +62,8 @@ TEST_P(TIMEBASEParse, PlainTextForm) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, TIMEBASEParse, testing::ValuesIn(kParse),
-                         [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, TIMEBASEParse, testing::ValuesIn(parseCases()),
+                         [](const auto &info) { return info.param.name; });
 
 // Breaking usecs down in GMT, the text written for the result, and back through the parser.
 TEST(TIMEBASEConvert, BreakDownFormatAndBack) {
@@ -297,55 +270,37 @@ TEST(TIMEBASEText, ShortDateOfTheHeaderList) {
 }
 
 struct DURATIONCASE {
-    const char *name;
+    std::string name;
     int64_t usecs;
-    const char *length, *run, *runMicro, *unit;
+    std::string length, run, runMicro, unit;
 };
 class TIMEBASEDuration : public testing::TestWithParam<DURATIONCASE> {};
 
-const DURATIONCASE kDurations[] = {
-    {"zero", 0, "00:00:00", "0 seconds", "0.000000 seconds", "0 seconds"},
-    {"one_usec", 1, "00:00:01", "1 second", "0.000001 seconds", "1 microsecond"},
-    {"one_and_a_half_ms", 1500, "00:00:01", "1 second", "0.001500 seconds", "1500 microseconds"},
-    {"one_ms", 1000, "00:00:01", "1 second", "0.001000 seconds", "1 millisecond"},
-    {"one_second", kSec, "00:00:01", "1 second", "1.000000 second", "1 second"},
-    {"two_and_a_half", 2500000, "00:00:03", "3 seconds", "2.500000 seconds", "2500 milliseconds"},
-    {"ninety_seconds", 90 * kSec, "00:01:30", "1 minute, 30 seconds", "1 minute, 30.000000 seconds",
-     "90 seconds"},
-    {"two_hours", 7200 * kSec, "02:00:00", "2 hours, 0 minutes, 0 seconds",
-     "2 hours, 0 minutes, 0.000000 seconds", "2 hours"},
-    {"day_hour_minute_second", 90061 * kSec, "25:01:01", "1 day, 1 hour, 1 minute, 1 second",
-     "1 day, 1 hour, 1 minute, 1.000000 second", "90061 seconds"},
-    {"one_week", 604800 * kSec, "99:59:59", "7 days, 0 hours, 0 minutes, 0 seconds",
-     "7 days, 0 hours, 0 minutes, 0.000000 seconds", "1 week"},
-    {"length_cap", 400000 * kSec, "99:59:59", "4 days, 15 hours, 6 minutes, 40 seconds",
-     "4 days, 15 hours, 6 minutes, 40.000000 seconds", "400000 seconds"},
-    {"negative_day", -86400 * kSec, "24:00:00", "1 day, 0 hours, 0 minutes, 0 seconds",
-     "1 day, 0 hours, 0 minutes, 0.000000 seconds", "-1 day"},
-    {"negative_minutes", -120 * kSec, "00:02:00", "2 minutes, 0 seconds",
-     "2 minutes, 0.000000 seconds", "-2 minutes"},
-    {"smallest", INT64_MIN, "99:59:59", "106751991 days, 4 hours, 0 minutes, 54 seconds",
-     "106751991 days, 4 hours, 0 minutes, 54.775808 seconds", "-9223372036854775808 microseconds"},
-};
+std::vector<DURATIONCASE> durations() {
+    std::vector<DURATIONCASE> cases;
+    for (const testtable::ROW &row : testtable::read("durations.txt"))
+        cases.push_back({row[0], std::stoll(row[1]), row[2], row[3], row[4], row[5]});
+    return cases;
+}
 
 TEST_P(TIMEBASEDuration, Texts) {
     const DURATIONCASE &c = GetParam();
     char text[TIMEBASE::kRunTextSize];
     TIMEBASE::lengthStr(text, sizeof text, c.usecs);
-    EXPECT_STREQ(text, c.length);
+    EXPECT_EQ(text, c.length);
     TIMEBASE::runStr(text, sizeof text, c.usecs, false);
-    EXPECT_STREQ(text, c.run);
+    EXPECT_EQ(text, c.run);
     TIMEBASE::runStr(text, sizeof text, c.usecs, true);
-    EXPECT_STREQ(text, c.runMicro);
+    EXPECT_EQ(text, c.runMicro);
     TIMEBASE::usecs(text, sizeof text, c.usecs);
-    EXPECT_STREQ(text, c.unit);
+    EXPECT_EQ(text, c.unit);
     int64_t back = 1;
     ASSERT_TRUE(TIMEBASE::usecs(&back, text));
     EXPECT_EQ(back, c.usecs);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, TIMEBASEDuration, testing::ValuesIn(kDurations),
-                         [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, TIMEBASEDuration, testing::ValuesIn(durations()),
+                         [](const auto &info) { return info.param.name; });
 
 TEST(TIMEBASEDuration, ParsingEitherOrder) {
     struct {
