@@ -6,9 +6,8 @@
 #include <chrono>
 #include <cstring>
 #include <new>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <thread>
+#include <zlib.h>
 
 #include "base/ALERT.h"
 #include "base/CRITSECT.h"
@@ -20,6 +19,7 @@
 #include "base/TextFormat.h"
 #include "message/BINTEXT.h"
 #include "message/HdrBuf.h"
+#include "message/YENC.h"
 
 extern char **environ;
 
@@ -32,7 +32,7 @@ std::atomic<DecodeWindow::HOST *> gHost{nullptr};
 CRITSECT gPendingLock;
 std::vector<std::unique_ptr<DecodeWindow::Data>> gPending;
 
-enum class STEP { Data, Skip, End };
+enum class STEP { Data, Skip, End, Fail };
 
 // A boundary, or anything like one: base64 and copied data end there.
 bool boundaryLike(std::string_view line) {
@@ -72,6 +72,43 @@ STEP decodeLine(IMsg::AttachType type, const char *line, size_t length, char *ou
     }
 }
 
+// A yEnc file as it is read: what its keyword lines said, and the checks of each part.
+struct YENCFILE {
+    YENC::HEADER header;
+    uint64_t partBytes = 0;
+    uint64_t bytes = 0;
+    uint32_t partCrc = 0;
+    uint32_t crc = 0;
+    bool inPart = false;
+
+    void data(const char *bytesIn, size_t count) {
+        partCrc = uint32_t(crc32(partCrc, reinterpret_cast<const Bytef *>(bytesIn), uInt(count)));
+        partBytes += count;
+    }
+    // The whole file's CRC grows by each part's, without reading its bytes again.
+    void partDone() {
+        crc = uint32_t(crc32_combine(crc, partCrc, z_off_t(partBytes)));
+        bytes += partBytes;
+    }
+    // At "=yend": whether the part came whole. A part of a multi-part file is checked
+    // against its "=ypart" range and its pcrc32; the last part (or a single-part file) also
+    // against the whole file's size and its crc32 when the line gives one.
+    bool partGood(bool last) const {
+        const YENC::HEADER &h = header;
+        if (h.hasPart && h.end >= h.begin && h.begin > 0 && partBytes != h.end - h.begin + 1)
+            return false;
+        if (h.partSize != 0 && partBytes != h.partSize)
+            return false;
+        if (h.hasPcrc32 && partCrc != h.pcrc32)
+            return false;
+        if (!last)
+            return true;
+        if (bytes != h.size)
+            return false;
+        return !h.hasCrc32 || crc == h.crc32;
+    }
+};
+
 struct DECODER {
     const std::vector<std::string> &files;
     uint32_t startOffset;
@@ -80,6 +117,58 @@ struct DECODER {
     void *context;
     TEXTFILE *out;
     FILEDECODE::DecodeData data;
+    FILEDECODE::FAILURE failure;
+    YENCFILE yenc;
+    std::unique_ptr<char[]> input;
+    std::unique_ptr<char[]> output;
+
+    // One line of a yEnc part: keyword lines checked, data decoded and written.
+    STEP yencLine(std::string_view line, size_t index, char *output, size_t *count) {
+        *count = 0;
+        switch (YENC::kind(line)) {
+        case YENC::kBegin: {
+            yenc.header.hasPart = false;
+            yenc.header.hasPcrc32 = yenc.header.hasCrc32 = false;
+            yenc.header.partSize = 0;
+            YENC::parse(line, &yenc.header);
+            // The parts are decoded in list order; a part that names another number is not
+            // the one the list promised.
+            uint32_t expected = uint32_t(index + 1);
+            if ((yenc.header.hasPart && yenc.header.part != expected) ||
+                (!yenc.header.hasPart && index > 0)) {
+                failure.missing = true;
+                return STEP::Fail;
+            }
+            yenc.partBytes = 0;
+            yenc.partCrc = 0;
+            yenc.inPart = true;
+            return STEP::Skip;
+        }
+        case YENC::kPart:
+            YENC::parse(line, &yenc.header);
+            return STEP::Skip;
+        case YENC::kEnd: {
+            YENC::parse(line, &yenc.header);
+            yenc.inPart = false;
+            yenc.partDone();
+            if (!yenc.partGood(index + 1 == files.size())) {
+                failure.damaged = uint32_t(index + 1);
+                return STEP::Fail;
+            }
+            return STEP::End;
+        }
+        case YENC::kData:
+            break;
+        }
+        if (!yenc.inPart)
+            return STEP::Skip;
+        // Articles are stored as the server sent them, dot-stuffing included: a data line
+        // that begins with a dot arrives with a second one in front.
+        if (line.size() >= 2 && line[0] == '.' && line[1] == '.')
+            line.remove_prefix(1);
+        *count = YENC::decode(line, output);
+        return STEP::Data;
+    }
 
     bool tell() { return progress == nullptr || progress(context, data); }
 
@@ -94,6 +183,80 @@ struct DECODER {
         return header.GotoAttachment(&in, type);
     }
 
+    // A yEnc part is read in large blocks and cut into lines here: its data is most of a
+    // binary posting's bytes, and reading it a line at a time would cost more than decoding.
+    // Decoded bytes gather in a block of their own; their CRC is taken over the block, before
+    // a keyword line is looked at and before the block is written.
+    bool partYenc(TEXTFILE &in, size_t index) {
+        // Input: a line cut by a block's end moves to the front before the next read. The
+        // blocks serve every part of the decode.
+        const size_t room = FILEDECODE::kYencBlock + FILEDECODE::kYencLineMax;
+        if (input == nullptr)
+            input.reset(new (std::nothrow) char[room]);
+        if (output == nullptr)
+            output.reset(new (std::nothrow) char[room]);
+        if (input == nullptr || output == nullptr)
+            return false;
+        size_t held = 0;
+        size_t filled = 0;
+        auto settle = [&] {
+            yenc.data(output.get(), filled);
+            size_t written = 0;
+            bool ok =
+                filled == 0 || out->write(output.get(), filled, &written) == DISKFILE::kSuccess;
+            filled = 0;
+            return ok;
+        };
+        bool atEnd = false;
+        while (!atEnd) {
+            size_t got = 0;
+            DISKFILE::ERROR error = in.read(input.get() + held, FILEDECODE::kYencBlock, &got);
+            if (error != DISKFILE::kSuccess && error != DISKFILE::kEndOfFile)
+                return false;
+            held += got;
+            atEnd = error == DISKFILE::kEndOfFile || got == 0;
+            const std::string_view pending(input.get(), held);
+            size_t start = 0;
+            for (;;) {
+                size_t end = pending.find('\n', start);
+                // A last line without its line end is a line too.
+                if (end == std::string_view::npos && (!atEnd || start == held))
+                    break;
+                if (end == std::string_view::npos)
+                    end = held;
+                std::string_view line = pending.substr(start, end - start);
+                if (!line.empty() && line.back() == '\r')
+                    line.remove_suffix(1);
+                start = std::min(end + 1, held);
+                if (line.size() > FILEDECODE::kYencLineMax) {
+                    failure.damaged = uint32_t(index + 1); // no yEnc line is that long
+                    return false;
+                }
+                data.lines++;
+                if (data.lines % FILEDECODE::kProgressEvery == 0 && !tell())
+                    return false;
+                if (YENC::kind(line) != YENC::kData && !settle())
+                    return false;
+                size_t count = 0;
+                STEP step = yencLine(line, index, output.get() + filled, &count);
+                filled += count;
+                if (step == STEP::Fail)
+                    return false;
+                if (step == STEP::End)
+                    return true;
+                if (filled >= FILEDECODE::kYencBlock && !settle())
+                    return false;
+            }
+            if (held - start > FILEDECODE::kYencLineMax)
+                break;
+            memmove(input.get(), input.get() + start, held - start);
+            held -= start;
+        }
+        // The part ended, or went on without a line end, before its "=yend" line: cut short.
+        failure.damaged = uint32_t(index + 1);
+        return false;
+    }
+
     bool part(size_t index) {
         TEXTFILE in;
         if (in.open(files[index].c_str(), DISKFILE::kRead) != DISKFILE::kSuccess)
@@ -103,6 +266,8 @@ struct DECODER {
         data.part = uint32_t(index + 1);
         if (!tell())
             return false;
+        if (type == IMsg::AttachYenc)
+            return partYenc(in, index);
         char line[TEXTFILE::kLineMax + 1];
         char output[FILEDECODE::kOutMax + 1];
         for (;;) {
@@ -167,9 +332,12 @@ bool FILEDECODE::uuLinePlausible(std::string_view line) {
 
 bool FILEDECODE::FileDecode(const std::vector<std::string> &files, uint32_t startOffset,
                             const char *outputPath, const char *mimeType,
-                            IMsg::AttachType attachType, PROGRESS progress, void *context) {
+                            IMsg::AttachType attachType, PROGRESS progress, void *context,
+                            FAILURE *failure) {
+    if (failure != nullptr)
+        *failure = FAILURE{};
     if (attachType != IMsg::AttachBase64 && attachType != IMsg::AttachMime &&
-        attachType != IMsg::AttachUuencode)
+        attachType != IMsg::AttachUuencode && attachType != IMsg::AttachYenc)
         return false;
     if (files.empty() || outputPath == nullptr)
         return false;
@@ -181,17 +349,22 @@ bool FILEDECODE::FileDecode(const std::vector<std::string> &files, uint32_t star
     STR::copy(leaf, leafOf(path), sizeof(leaf));
     if (!STR::filenameFixup(leaf, sizeof(leaf)) || std::strcmp(leaf, leafOf(path)) != 0)
         return false;
-    TEXTFILE out(kBufferSize);
-    if (out.create(outputPath, DISKFILE::kReadWrite, kBufferSize) != DISKFILE::kSuccess)
+    // yEnc writes in blocks of its own; the other decoders through the small buffer of old.
+    const size_t buffer = attachType == IMsg::AttachYenc ? kYencBlock : kBufferSize;
+    TEXTFILE out(buffer);
+    if (out.create(outputPath, DISKFILE::kReadWrite, buffer) != DISKFILE::kSuccess)
         return false;
     PARTIAL partial{out, outputPath};
     if (mimeType != nullptr && mimeType[0] != '\0')
         out.mimeSet(mimeType);
-    DECODER decoder{files, startOffset, attachType, progress, context, &out, {}};
+    DECODER decoder{files, startOffset, attachType, progress, context, &out, {}, {}, {}, {}, {}};
     decoder.data.parts = uint32_t(files.size());
     for (size_t index = 0; index < files.size(); index++) {
-        if (!decoder.part(index))
+        if (!decoder.part(index)) {
+            if (failure != nullptr)
+                *failure = decoder.failure;
             return false;
+        }
     }
     if (out.close() != DISKFILE::kSuccess)
         return false;
@@ -369,8 +542,10 @@ int32_t DecodeWindow::daemon(void *pointer) {
         std::unique_ptr<VIEW> view = host != nullptr ? host->viewOpen(title) : nullptr;
         PROGRESSLINK link;
         link.view = view.get();
+        FILEDECODE::FAILURE failure;
         if (FILEDECODE::FileDecode(files, data->startOffset, data->outputPath.c_str(),
-                                   data->mimeType.c_str(), data->attachType, progressPass, &link)) {
+                                   data->mimeType.c_str(), data->attachType, progressPass, &link,
+                                   &failure)) {
             if (data->launch) {
                 const bool launched =
                     host != nullptr ? host->launch(data->outputPath.c_str(), data->mimeType.c_str())
@@ -381,7 +556,10 @@ int32_t DecodeWindow::daemon(void *pointer) {
                     error = ErrorLaunch;
             }
         } else if (!link.cancelled && THREAD::running()) {
-            error = ErrorDecode;
+            data->damagedPart = failure.damaged;
+            error = failure.missing        ? ErrorMissing
+                    : failure.damaged != 0 ? ErrorDamaged
+                                           : ErrorDecode;
         }
     }
     if (error != ErrorNone)
@@ -410,6 +588,11 @@ std::string DecodeWindow::errorText(ERRORNUM error, const Data &data) {
         return textFormat("Couldn't launch attachment '%s'.  Check the FileTypes database to "
                           "see if its MIME type has a preferred application.\n\nMIME type: %s",
                           name, data.mimeType.c_str());
+    case ErrorDamaged:
+        return textFormat("Part %lu of attachment '%s' arrived damaged: its size or checksum "
+                          "does not match what its sender wrote.  Download that message again, "
+                          "or look for a repost.",
+                          static_cast<unsigned long>(data.damagedPart), name);
     default:
         return std::string();
     }

@@ -22,6 +22,10 @@ public:
     static constexpr size_t kOutMax = 2000;
     // The progress callback hears of every this many lines.
     static constexpr uint64_t kProgressEvery = 40;
+    // yEnc parts are read and written in blocks of this size; a longer line means a damaged
+    // part (yEnc lines are short by design).
+    static constexpr size_t kYencBlock = 1 << 20;
+    static constexpr size_t kYencLineMax = 65536;
     // A line starting with "--" that is at least this long ends base64 and copied data.
     static constexpr size_t kBoundaryMin = 4;
 
@@ -31,6 +35,11 @@ public:
         uint32_t parts = 0; // files in the list
         uint64_t lines = 0; // lines read so far
         bool done = false;
+    };
+    // Why a decode failed, when it can say more than that it did.
+    struct FAILURE {
+        uint32_t damaged = 0; // a yEnc part whose size or checksum is wrong, from 1
+        bool missing = false; // a part is not where the list says (a yEnc part number)
     };
     // Told the progress before each part's first line, every kProgressEvery lines and once
     // more with done set; false cancels the decode.
@@ -44,7 +53,8 @@ public:
     // thread is ended by force) the partial output file is erased and the result is false.
     static bool FileDecode(const std::vector<std::string> &files, uint32_t startOffset,
                            const char *outputPath, const char *mimeType,
-                           IMsg::AttachType attachType, PROGRESS progress, void *context);
+                           IMsg::AttachType attachType, PROGRESS progress, void *context,
+                           FAILURE *failure = nullptr);
 
     // The output path for a name taken from a message: folder + "/" + the repaired name.
     // False (path emptied) when no usable name remains.
@@ -82,6 +92,8 @@ public:
         ErrorDecode = 1,
         ErrorMissing = 2,
         ErrorLaunch = 3,
+        // Beyond the three of old: yEnc tells which part arrived damaged.
+        ErrorDamaged = 4,
     };
 
     // One decode request; the thread owns it.
@@ -97,6 +109,7 @@ public:
         std::string messagePath;
         uint32_t startOffset = 0; // in the first file; 0 finds the attachment
         bool launch = false;      // open the file when done
+        uint32_t damagedPart = 0; // set by a failed yEnc decode, for the error text
     };
 
     // The progress window of one decode, closed when deleted.

@@ -279,7 +279,8 @@ private:
     bool sectionScan(TEXTFILE *file, std::vector<Section> &sections);
     static const Section *sectionSelect(const std::vector<Section> &sections, bool wantHTML);
     bool gotoMime(TEXTFILE *file);
-    bool gotoUuencode(TEXTFILE *file);
+    // Positions the file at the start of the first line from here on that starts accepts.
+    bool gotoLine(TEXTFILE *file, bool (*starts)(std::string_view line));
     bool writeAll(TEXTFILE *file);
 
     bool procDate(std::string_view value);

@@ -1,6 +1,7 @@
 // Header blocks and message files: reading blocks, finding the part to show and the
 // attachment data, and writing the header of a new article.
 #include "message/HdrBuf.h"
+#include "message/YENC.h"
 
 #include <ctime>
 
@@ -182,7 +183,7 @@ bool HdrBuf::gotoMime(TEXTFILE *file) {
     }
 }
 
-bool HdrBuf::gotoUuencode(TEXTFILE *file) {
+bool HdrBuf::gotoLine(TEXTFILE *file, bool (*starts)(std::string_view line)) {
     char buffer[kLineMax + 1];
     for (;;) {
         int64_t start = 0;
@@ -191,7 +192,7 @@ bool HdrBuf::gotoUuencode(TEXTFILE *file) {
         std::string_view line;
         if (lineGet(file, buffer, sizeof(buffer), line) != LINE::kLine)
             return false;
-        if (!BINTEXT::uuLineStart(line, nullptr) && !BINTEXT::uuLineData(line))
+        if (!starts(line))
             continue;
         int64_t check = -1;
         return file->position(DISKFILE::kFromStart, start) == DISKFILE::kSuccess &&
@@ -208,7 +209,13 @@ bool HdrBuf::GotoAttachment(TEXTFILE *file, IMsg::AttachType type) {
     case IMsg::AttachMime:
         return gotoMime(file);
     case IMsg::AttachUuencode:
-        return gotoUuencode(file);
+        return gotoLine(file, [](std::string_view line) {
+            return BINTEXT::uuLineStart(line, nullptr) || BINTEXT::uuLineData(line);
+        });
+    case IMsg::AttachYenc:
+        // Every part of a yEnc posting starts its data with "=ybegin".
+        return gotoLine(file,
+                        [](std::string_view line) { return YENC::kind(line) == YENC::kBegin; });
     default:
         return false;
     }

@@ -52,6 +52,7 @@ public:
         AttachBase64 = 1, // MIME part in base64
         AttachMime = 2,   // MIME part in any other transfer encoding
         AttachUuencode = 3,
+        AttachYenc = 4, // "=ybegin" to "=yend", checked by its sizes and CRC32s
     };
 
     // Stands in for a character the target set cannot hold.

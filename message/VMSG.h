@@ -111,7 +111,9 @@ public:
 
     // One attachment found while reading a body; the list keeps the order of appearance.
     struct ATTACHMENT {
-        std::string filename; // a safe leaf, or empty for a later part of a split file
+        // A safe leaf, or empty for a later part of a split uuencoded file (yEnc names its
+        // file in every part).
+        std::string filename;
         std::string mimeType;
         IMsg::AttachType type = IMsg::AttachNone;
         uint32_t number = 1; // how many messages the attachment is spread over
@@ -121,6 +123,7 @@ public:
         // "begin" or first data line): the start offset of a decode, so that an attachment
         // other than the first of its message can be decoded.
         int64_t offset = 0;
+        uint64_t size = 0; // the whole file's bytes when the encoding says (yEnc); else 0
         std::unique_ptr<ATTACHMENT> next;
     };
 

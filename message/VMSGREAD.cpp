@@ -5,6 +5,7 @@
 #include "message/BINTEXT.h"
 #include "message/FILEDECODE.h"
 #include "message/FORMAT.h"
+#include "message/YENC.h"
 
 namespace {
 
@@ -50,6 +51,8 @@ private:
     // A line of shown text: written to the HTML file, hidden as uuencode data, or emitted.
     bool deliver(std::string_view line, TEXTFILE *html);
     bool uuHide(std::string_view line);
+    // yEnc data is listed as an attachment too: hidden from its "=ybegin" to its "=yend".
+    bool yencHide(std::string_view line);
     // Shows the body from the file position: up to the next boundary when bounded, else to
     // the end of the file.
     DISKFILE::ERROR section(HdrBuf::Encoding encoding, IMsg::Charset charset, bool isHTML,
@@ -68,6 +71,7 @@ private:
     HdrBuf fHeader;
     char fLine[kLineSize] = {};
     bool fUuBlock = false;
+    bool fYencBlock = false;
     uint32_t fTotal = 1; // messages of a split posting, from the subject
     std::unique_ptr<VMSG::ATTACHMENT> *fTail = nullptr;
 };
@@ -127,13 +131,23 @@ bool BODYREADER::uuHide(std::string_view line) {
     return fUuBlock;
 }
 
+bool BODYREADER::yencHide(std::string_view line) {
+    YENC::LINE kind = YENC::kind(line);
+    if (fYencBlock) {
+        fYencBlock = kind != YENC::kEnd;
+        return true;
+    }
+    fYencBlock = kind == YENC::kBegin;
+    return fYencBlock;
+}
+
 bool BODYREADER::deliver(std::string_view line, TEXTFILE *html) {
     if (html != nullptr) {
         size_t count = 0;
         return html->write(line.data(), line.size(), &count) == DISKFILE::kSuccess &&
                html->textWrite("\n") == DISKFILE::kSuccess;
     }
-    if (uuHide(line))
+    if (yencHide(line) || uuHide(line))
         return true;
     return emit(line);
 }
@@ -258,6 +272,7 @@ DISKFILE::ERROR BODYREADER::collect(int64_t bodyStart) {
     }
     bool skipPart = false;
     VMSG::ATTACHMENT *uu = nullptr;
+    VMSG::ATTACHMENT *yenc = nullptr;
     std::string_view line;
     int64_t start = 0;
     DISKFILE::ERROR error = DISKFILE::kSuccess;
@@ -281,6 +296,29 @@ DISKFILE::ERROR BODYREADER::collect(int64_t bodyStart) {
         }
         if (skipPart)
             continue;
+        if (yenc != nullptr) {
+            yenc = YENC::kind(line) == YENC::kEnd ? nullptr : yenc;
+            continue;
+        }
+        if (YENC::kind(line) == YENC::kBegin) {
+            YENC::HEADER header;
+            YENC::parse(line, &header);
+            char leaf[VMSG::kPathMax + 1];
+            STR::copy(leaf, header.name.c_str(), sizeof leaf);
+            std::string fileName = STR::filenameFixup(leaf, sizeof leaf) ? leaf : "";
+            HdrBuf::FilenameToMIME(fileName, mimeType);
+            if (mimeType.empty())
+                mimeType = "application/octet-stream";
+            const bool first = !header.hasPart || header.part <= 1;
+            const bool last = !header.hasPart || header.part >= header.total;
+            yenc = attachAdd(fileName, mimeType, IMsg::AttachYenc, first, last, start);
+            yenc->size = header.size;
+            if (first && last)
+                yenc->number = 1;
+            else if (header.total > 0)
+                yenc->number = header.total;
+            continue;
+        }
         // A block ends as uuHide ends it: at its "end" line, or open at a line of text.
         if (uu != nullptr) {
             if (BINTEXT::uuLineStop(line)) {

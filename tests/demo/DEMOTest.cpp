@@ -5,17 +5,20 @@
 
 #include "app/SETTINGS.h"
 #include "base/THREAD.h"
+#include "message/FILEDECODE.h"
 #include "net/NETWORK.h"
 #include "net/NEWS.h"
 #include "net/NNTP.h"
 #include "net/TRANSFERSUMMARY.h"
 #include "reader/KILLFILE.h"
 #include "storage/BARN.h"
+#include "tests/message/FILEDECODETestUtil.h"
 #include "tests/storage/STORETEST.h"
 #include "tests/support/ALERTRECORDER.h"
 #include "tests/support/TestHome.h"
 #include "tools/demo/DEMO.h"
 #include "tools/demo/DEMOARTICLES.h"
+#include <filesystem>
 
 namespace {
 
@@ -87,9 +90,24 @@ TEST(Demo, StartsItsServerAndStoreAndDownloadsThroughTheQueue) {
     // The run's summary, as a desktop notification would show it.
     EXPECT_TRUE(storetest::waitFor([] {
         std::lock_guard<std::mutex> lock(gSummaryLock);
-        return gSummary == "24 new messages: 4 in demo.binaries, 20 in demo.discussion";
+        return gSummary == "27 new messages: 7 in demo.binaries, 20 in demo.discussion";
     })) << gSummary;
     news.finishedSet(nullptr);
+    // The yEnc file, with its lines that begin with dots, came through the news server's
+    // dot-stuffing and the download whole: its parts decode to the original bytes.
+    std::vector<std::string> parts(DEMOARTICLES::kYencParts);
+    for (const auto &entry : std::filesystem::directory_iterator(binaries.path)) {
+        std::string text = decodetest::fileGet(entry.path());
+        size_t at = text.find("=ybegin part=");
+        if (at != std::string::npos)
+            parts[size_t(text[at + 13] - '1')] = entry.path();
+    }
+    std::string out = testhome::path() + "/demo.bin";
+    FILEDECODE::FAILURE failure;
+    ASSERT_TRUE(FILEDECODE::FileDecode(parts, 0, out.c_str(), nullptr, IMsg::AttachYenc, nullptr,
+                                       nullptr, &failure))
+        << "damaged part " << failure.damaged << (failure.missing ? ", one missing" : "");
+    EXPECT_TRUE(decodetest::fileGet(out) == DEMOARTICLES::yencFile());
     THREAD::state(false);
     THREAD::stop();
     news.stop();

@@ -223,6 +223,46 @@ std::string notes() {
     return text;
 }
 
+std::string crcHex(const std::string &data) {
+    char text[9];
+    snprintf(text, sizeof text, "%08x",
+             unsigned(crc32(0, reinterpret_cast<const Bytef *>(data.data()), uInt(data.size()))));
+    return text;
+}
+
+// One part of a yEnc posting. A dot that begins a line is left as it is, as many encoders
+// do: the news server's dot-stuffing carries it, and the reader's download undoes that.
+std::string yencPart(const std::string &data, size_t part, size_t parts) {
+    const size_t per = (data.size() + parts - 1) / parts;
+    const size_t begin = part * per;
+    const std::string chunk = data.substr(begin, per);
+    std::string body = "=ybegin part=" + std::to_string(part + 1) +
+                       " total=" + std::to_string(parts) +
+                       " line=128 size=" + std::to_string(data.size()) +
+                       " name=" + DEMOARTICLES::kYencName + "\r\n";
+    body += "=ypart begin=" + std::to_string(begin + 1) +
+            " end=" + std::to_string(begin + chunk.size()) + "\r\n";
+    std::string line;
+    for (char byte : chunk) {
+        unsigned char c = static_cast<unsigned char>(byte + 42);
+        if (c == 0 || c == '\n' || c == '\r' || c == '=') {
+            line += '=';
+            c = static_cast<unsigned char>(c + 64);
+        }
+        line += char(c);
+        if (line.size() >= 128) {
+            body += line + "\r\n";
+            line.clear();
+        }
+    }
+    if (!line.empty())
+        body += line + "\r\n";
+    body += "=yend size=" + std::to_string(chunk.size()) + " part=" + std::to_string(part + 1) +
+            " pcrc32=" + crcHex(chunk) + (part + 1 == parts ? " crc32=" + crcHex(data) : "") +
+            "\r\n";
+    return body;
+}
+
 void chunk(std::string *png, const char *type, const std::string &data) {
     auto put32 = [png](uint32_t value) {
         for (int shift = 24; shift >= 0; shift -= 8)
@@ -266,6 +306,17 @@ std::string DEMOARTICLES::picture() {
     return png;
 }
 
+std::string DEMOARTICLES::yencFile() {
+    // Every byte value, and runs of the byte that encodes as "." so that lines begin with dots.
+    std::string data;
+    for (int round = 0; round < 60; ++round) {
+        for (int value = 0; value < 256; ++value)
+            data += char(value);
+        data += std::string(size_t(round % 7 + 1), '\x04');
+    }
+    return data;
+}
+
 std::vector<DEMOARTICLES::GROUP> DEMOARTICLES::groups() {
     GROUP discussion{kDiscussion, {}};
     for (size_t i = 0; i < kPostCount; ++i)
@@ -293,5 +344,12 @@ std::vector<DEMOARTICLES::GROUP> DEMOARTICLES::groups() {
             binaryHead(part + 1, "demo-notes.txt (" + std::to_string(part + 1) + "/3)") + "\r\n" +
             body);
     }
+    const std::string yenc = yencFile();
+    for (size_t part = 0; part < kYencParts; ++part)
+        binaries.articles.push_back(binaryHead(4 + part, std::string("\"") + kYencName +
+                                                             "\" yEnc (" +
+                                                             std::to_string(part + 1) + "/" +
+                                                             std::to_string(kYencParts) + ")") +
+                                    "\r\n" + yencPart(yenc, part, kYencParts));
     return {discussion, binaries};
 }

@@ -23,4 +23,8 @@ public:
     static std::vector<GROUP> groups();
     // A small PNG picture, made here.
     static std::string picture();
+    // The file the demo posts yEnc-encoded in three parts, and its name.
+    static std::string yencFile();
+    static constexpr const char *kYencName = "demo data.bin";
+    static constexpr size_t kYencParts = 3;
 };
