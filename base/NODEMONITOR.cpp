@@ -44,12 +44,24 @@ struct PENDING {
     CLOCK::time_point since;
 };
 
+// A message on its way to the loopers that were watching when the change was read.
+struct LETTER {
+    std::vector<MESSAGETARGET *> loopers;
+    MESSAGE message;
+};
+
 struct STATE {
-    // Recursive, so a looper may stop watching from inside its post.
+    // Guards the watches. Never held while posting: a looper's post may stop its own watch,
+    // and the watch it would change must not be the one being walked.
     CRITSECT lock;
+    // Held while letters are posted, and by every change of who watches: so once unwatch
+    // returns, no letter to that looper is still under way. Recursive, so a looper may stop
+    // watching from inside its post.
+    CRITSECT deliver;
     int fd = -1;
     std::map<int, WATCH> watches;
     std::vector<PENDING> pending;
+    std::vector<LETTER> outbox; // filled under lock, posted under deliver
 };
 
 // Deliberately never destroyed: the reader thread runs for the life of the process.
@@ -63,9 +75,34 @@ int64_t nodeOf(const std::string &path) {
     return lstat(path.c_str(), &info) == 0 ? int64_t(info.st_ino) : -1;
 }
 
+STATE &state();
+
+// Queues a message for the loopers; it is posted once the watches' lock is left.
 void postAll(const std::vector<MESSAGETARGET *> &loopers, const MESSAGE &message) {
-    for (MESSAGETARGET *looper : loopers)
-        looper->post(message);
+    state().outbox.push_back({loopers, message});
+}
+
+bool watching(STATE &s, MESSAGETARGET *looper) {
+    CRITSECT_HOLD hold(s.lock);
+    for (const auto &[wd, watch] : s.watches)
+        if (std::find(watch.loopers.begin(), watch.loopers.end(), looper) != watch.loopers.end())
+            return true;
+    return false;
+}
+
+// Posts the queued letters, each to a looper only while it still watches (one that stopped
+// in an earlier post of the same batch hears nothing more).
+void deliver(STATE &s) {
+    CRITSECT_HOLD delivering(s.deliver);
+    std::vector<LETTER> letters;
+    {
+        CRITSECT_HOLD hold(s.lock);
+        letters.swap(s.outbox);
+    }
+    for (const LETTER &letter : letters)
+        for (MESSAGETARGET *looper : letter.loopers)
+            if (watching(s, looper))
+                looper->post(letter.message);
 }
 
 MESSAGE entryMessage(int32_t opcode, const WATCH &watch, int64_t node, const std::string &name) {
@@ -195,13 +232,16 @@ void readerLoop(STATE *s) {
         if (ready < 0 && errno != EINTR)
             return;
         ssize_t got = ready > 0 ? ::read(s->fd, buffer, sizeof(buffer)) : 0;
-        CRITSECT_HOLD hold(s->lock);
-        for (ssize_t at = 0; at + ssize_t(sizeof(inotify_event)) <= got;) {
-            const auto *event = reinterpret_cast<const inotify_event *>(buffer + at);
-            handle(*s, *event);
-            at += ssize_t(sizeof(inotify_event) + event->len);
+        {
+            CRITSECT_HOLD hold(s->lock);
+            for (ssize_t at = 0; at + ssize_t(sizeof(inotify_event)) <= got;) {
+                const auto *event = reinterpret_cast<const inotify_event *>(buffer + at);
+                handle(*s, *event);
+                at += ssize_t(sizeof(inotify_event) + event->len);
+            }
+            flushPending(*s, ready == 0);
         }
-        flushPending(*s, ready == 0);
+        deliver(*s);
     }
 }
 
@@ -230,6 +270,7 @@ bool NODEMONITOR::watch(MESSAGETARGET *looper, const char *path, uint32_t flags)
     if (looper == nullptr || path == nullptr)
         return false;
     STATE &s = state();
+    CRITSECT_HOLD delivering(s.deliver);
     CRITSECT_HOLD hold(s.lock);
     struct stat info {};
     if (stat(path, &info) != 0 || !S_ISDIR(info.st_mode))
@@ -274,6 +315,7 @@ bool NODEMONITOR::watch(MESSAGETARGET *looper, const char *path, uint32_t flags)
 
 void NODEMONITOR::unwatch(MESSAGETARGET *looper) {
     STATE &s = state();
+    CRITSECT_HOLD delivering(s.deliver);
     CRITSECT_HOLD hold(s.lock);
     for (auto it = s.watches.begin(); it != s.watches.end();) {
         auto next = std::next(it);

@@ -1,5 +1,7 @@
 // Node monitoring: created, removed and moved entries reach the looper with node numbers.
+#include <atomic>
 #include <chrono>
+#include <thread>
 #include <condition_variable>
 #include <cstdio>
 #include <gtest/gtest.h>
@@ -131,6 +133,40 @@ TEST_F(NODEMONITORTest, NothingArrivesAfterTheStop) {
     EXPECT_EQ(
         file.dirMonitorStart(&looper, (watched + "/none").c_str(), NODEMONITOR::kWatchDirectory),
         DISKFILE::kDirNotFound);
+}
+
+// A looper that stops watching from inside its own post, while a batch of changes is on its
+// way to it: it hears the first and nothing after, and the looper beside it still hears all.
+TEST(NODEMONITORSelfStop, StoppingInsideAPostEndsTheDelivery) {
+    struct QUITTER : MESSAGETARGET {
+        std::string folder;
+        std::atomic<int> posts{0};
+        bool post(const MESSAGE &) override {
+            ++posts;
+            NODEMONITOR::watch(this, folder.c_str(), NODEMONITOR::kStopWatching);
+            return true;
+        }
+    } quitter;
+    struct COUNTER : MESSAGETARGET {
+        std::atomic<int> posts{0};
+        bool post(const MESSAGE &) override { return ++posts > 0; }
+    } counter, other;
+    quitter.folder = freshDir("quitter");
+    ASSERT_TRUE(NODEMONITOR::watch(&quitter, quitter.folder.c_str(), NODEMONITOR::kWatchDirectory));
+    for (MESSAGETARGET *looper : {static_cast<MESSAGETARGET *>(&counter),
+                                  static_cast<MESSAGETARGET *>(&other)})
+        ASSERT_TRUE(NODEMONITOR::watch(looper, quitter.folder.c_str(), NODEMONITOR::kWatchDirectory));
+    for (int i = 0; i < 50; ++i)
+        writeRaw(quitter.folder + "/f" + std::to_string(i), "");
+    for (int wait = 0; wait < 100 && (counter.posts < 50 || other.posts < 50); ++wait)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(quitter.posts.load(), 1);
+    EXPECT_EQ(counter.posts.load(), 50);
+    EXPECT_EQ(other.posts.load(), 50);
+    for (MESSAGETARGET *looper : {static_cast<MESSAGETARGET *>(&quitter),
+                                  static_cast<MESSAGETARGET *>(&counter),
+                                  static_cast<MESSAGETARGET *>(&other)})
+        NODEMONITOR::unwatch(looper);
 }
 
 } // namespace
