@@ -74,6 +74,7 @@ bool NEWS::requestEqual(const REQUEST &a, const REQUEST &b) {
 // --- Start and stop ---
 
 bool NEWS::start() {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     fStarted = false;
     delete fQueue;
@@ -96,6 +97,7 @@ bool NEWS::start() {
 void NEWS::stop() {
     for (;;) {
         {
+            CALLOUT callout(this);
             CRITSECT_HOLD hold(fLock);
             fCancel = true;
             if (fQueue != nullptr)
@@ -108,6 +110,7 @@ void NEWS::stop() {
     }
     NNTP *session;
     {
+        CALLOUT callout(this);
         CRITSECT_HOLD hold(fLock);
         session = fSession;
         fSession = nullptr;
@@ -117,6 +120,7 @@ void NEWS::stop() {
     }
     // Outside the lock: the session may still say goodbye to its server.
     delete session;
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     delete fQueue;
     fQueue = nullptr;
@@ -136,6 +140,7 @@ int32_t NEWS::_thread(void *data) {
 // --- Adding requests ---
 
 bool NEWS::_add(ACTIONTYPE action, long long server, long long group, const char *fileName) {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     return _addLocked(requestMake(action, server, group, fileName));
 }
@@ -149,8 +154,8 @@ bool NEWS::_addLocked(const REQUEST &request) {
         fQueue->reserve(fQueue->size() + kQueueGrowth);
     fQueue->push_back(request);
     fTotal += weightQueued(request.action);
-    if (fWindow != nullptr)
-        fWindow->progbarSet(fTotal, fDone);
+    _windowCallLocked(
+        [total = fTotal, done = fDone](NEWSPROGRESS *window) { window->progbarSet(total, done); });
     _postLocked("nala");
     return true;
 }
@@ -246,6 +251,7 @@ bool NEWS::requestBody(long long server, long long group, const char *fileName) 
 
 bool NEWS::requestDupeCheck(ACTIONTYPE action, long long server, long long group,
                             const char *fileName) {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     return _findLocked(requestMake(action, server, group, fileName));
 }
@@ -253,12 +259,14 @@ bool NEWS::requestDupeCheck(ACTIONTYPE action, long long server, long long group
 // --- The user's control ---
 
 unsigned long NEWS::userCount() {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     return fQueue != nullptr ? fQueue->size() : 0;
 }
 
 bool NEWS::userGet(REQUEST *out, unsigned long index) {
     requestClear(out);
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     if (fQueue == nullptr || index >= fQueue->size())
         return false;
@@ -269,11 +277,12 @@ bool NEWS::userGet(REQUEST *out, unsigned long index) {
 void NEWS::_removeLocked(size_t index) {
     fTotal = std::max(0.0, fTotal - weightQueued((*fQueue)[index].action));
     fQueue->erase(fQueue->begin() + long(index));
-    if (fWindow != nullptr)
-        fWindow->progbarSet(fTotal, fDone);
+    _windowCallLocked(
+        [total = fTotal, done = fDone](NEWSPROGRESS *window) { window->progbarSet(total, done); });
 }
 
 bool NEWS::userDel(unsigned long index) {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     if (fQueue == nullptr || index >= fQueue->size())
         return false;
@@ -288,6 +297,7 @@ bool NEWS::userDel(unsigned long index) {
 }
 
 bool NEWS::userDelAll() {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     if (fQueue == nullptr || fQueue->empty())
         return false;
@@ -301,6 +311,7 @@ bool NEWS::userDelAll() {
 }
 
 bool NEWS::userMoveUp(unsigned long index) {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     if (fQueue == nullptr || index < 2 || index >= fQueue->size())
         return false;
@@ -310,6 +321,7 @@ bool NEWS::userMoveUp(unsigned long index) {
 }
 
 bool NEWS::userMoveDown(unsigned long index) {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     if (fQueue == nullptr || index < 1 || index + 1 >= fQueue->size())
         return false;
@@ -334,72 +346,155 @@ bool NEWS::_dropServerLocked(long long server) {
 // --- The window ---
 
 void NEWS::windowOpenerSet(NEWSPROGRESS::OPENER *opener) {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     _windowCloseLocked();
     fOpener = opener;
 }
 
 void NEWS::windowClosed() {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     fWindow = nullptr;
+    fWindowWanted = false;
 }
 
 void NEWS::windowStrGet(NEWSPROGRESS::VIEWSTRINGNUM line, char *buffer, size_t size) {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     STR::copy(buffer, line < NEWSPROGRESS::kLineCount ? fStatus[line] : "", size);
 }
 
 void NEWS::progbarGet(double *total, double *done) {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     *total = fTotal;
     *done = fDone;
 }
 
 unsigned long NEWS::errorCount() {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     return fErrors;
 }
 
 long long NEWS::serverConnected() {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     return fServer;
 }
 
+// --- Calling out ---
+// The window, its opener and the alerts are called with the queue's lock left, so one that
+// answers on the interface thread (which may itself be waiting for the queue) cannot
+// deadlock the two. Calls made under the lock wait in order; the outermost CALLOUT of a
+// thread runs them, one thread at a time, in that order. A thread that finds another one
+// running them leaves its calls to it, rather than wait (the other may be waiting on it).
+
+thread_local int NEWS::CALLOUT::tDepth = 0;
+
+NEWS::CALLOUT::~CALLOUT() {
+    if (--tDepth == 0)
+        fNews->_callsRun();
+}
+
+void NEWS::_callLocked(std::function<void()> call) {
+    fCalls.push_back(std::move(call));
+}
+
+void NEWS::_windowCallLocked(std::function<void(NEWSPROGRESS *)> call) {
+    if (!fWindowWanted)
+        return;
+    _callLocked([this, call = std::move(call)] {
+        NEWSPROGRESS *window;
+        {
+            CRITSECT_HOLD hold(fLock);
+            window = fWindow;
+        }
+        if (window != nullptr)
+            call(window);
+    });
+}
+
+void NEWS::_callsRun() {
+    for (;;) {
+        if (fCalling.exchange(true))
+            return;
+        std::vector<std::function<void()>> calls;
+        {
+            CRITSECT_HOLD hold(fLock);
+            calls.swap(fCalls);
+            if (calls.empty()) {
+                // Cleared under the lock: a call queued from now on sees no one running.
+                fCalling = false;
+                return;
+            }
+        }
+        // A call may queue more (the window asking the queue back): they run next.
+        ++CALLOUT::tDepth;
+        for (const auto &call : calls)
+            call();
+        --CALLOUT::tDepth;
+        fCalling = false;
+    }
+}
+
 void NEWS::_postLocked(const char (&code)[5]) {
-    if (fWindow != nullptr)
-        fWindow->post(MESSAGE(fourcc(code)));
+    const uint32_t what = fourcc(code);
+    _windowCallLocked([what](NEWSPROGRESS *window) { window->post(MESSAGE(what)); });
 }
 
 void NEWS::_windowOpenLocked() {
-    if (fWindow != nullptr || fOpener == nullptr)
+    if (fWindowWanted || fOpener == nullptr)
         return;
-    fWindow = fOpener->open();
-    if (fWindow == nullptr)
-        return;
+    fWindowWanted = true;
     for (auto &line : fStatus)
         line[0] = 0;
+    NEWSPROGRESS::OPENER *opener = fOpener;
+    _callLocked([this, opener] {
+        NEWSPROGRESS *window = opener->open();
+        CRITSECT_HOLD hold(fLock);
+        if (fWindowWanted && fOpener == opener)
+            fWindow = window;
+        else if (window != nullptr)
+            _callLocked([opener, window] { opener->close(window); });
+    });
     for (uint32_t line = 0; line < NEWSPROGRESS::kLineCount; ++line)
-        fWindow->progressStr(NEWSPROGRESS::VIEWSTRINGNUM(line));
-    fWindow->progbarSet(fTotal, fDone);
+        _windowCallLocked([line](NEWSPROGRESS *window) {
+            window->progressStr(NEWSPROGRESS::VIEWSTRINGNUM(line));
+        });
+    _windowCallLocked([this](NEWSPROGRESS *window) {
+        double total, done;
+        progbarGet(&total, &done);
+        window->progbarSet(total, done);
+    });
 }
 
 void NEWS::_windowCloseLocked() {
-    if (fWindow == nullptr)
+    if (!fWindowWanted)
         return;
-    NEWSPROGRESS *window = fWindow;
-    fWindow = nullptr;
-    if (fOpener != nullptr)
-        fOpener->close(window);
+    fWindowWanted = false;
+    NEWSPROGRESS::OPENER *opener = fOpener;
+    _callLocked([this, opener] {
+        NEWSPROGRESS *window;
+        {
+            CRITSECT_HOLD hold(fLock);
+            window = fWindow;
+            fWindow = nullptr;
+        }
+        if (window != nullptr && opener != nullptr)
+            opener->close(window);
+    });
 }
 
 void NEWS::windowStr(NEWSPROGRESS::VIEWSTRINGNUM line, const char *format, ...) {
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(fStatus[line], sizeof fStatus[line], format, arguments);
     va_end(arguments);
-    if (fWindow != nullptr)
-        fWindow->progressStr(line);
+    _windowCallLocked([line](NEWSPROGRESS *window) { window->progressStr(line); });
 }
 
 void NEWS::_progbarStepLocked(double units) {
@@ -408,19 +503,20 @@ void NEWS::_progbarStepLocked(double units) {
         return;
     fRequestUnits += add;
     fDone += add;
-    if (fWindow != nullptr)
-        fWindow->progbarInc(add);
+    _windowCallLocked([add](NEWSPROGRESS *window) { window->progbarInc(add); });
 }
 
 // --- The session's hooks ---
 
 void NEWS::error(const char *text) {
+    CALLOUT callout(&news);
     CRITSECT_HOLD hold(news.fLock);
     news._windowOpenLocked();
-    if (news.fWindow == nullptr)
+    if (!news.fWindowWanted)
         return;
     ++news.fErrors;
-    news.fWindow->error(text);
+    std::string copy = text;
+    news._windowCallLocked([copy](NEWSPROGRESS *window) { window->error(copy.c_str()); });
 }
 
 bool NEWS::cancel() {
@@ -451,6 +547,7 @@ void NEWS::_progress(const NNTP::PROGRESS *progress) {
         return;
     }
     if (progress->total > 1 && progress->done >= 2 && doneChanged) {
+        CALLOUT callout(this);
         CRITSECT_HOLD hold(fLock);
         _progbarStepLocked(weightQueued(ACTIONTYPE(progress->kind)) / progress->total);
     }
@@ -477,6 +574,7 @@ void NEWS::_progress(const NNTP::PROGRESS *progress) {
 
 void NEWS::progressList(const NNTP::PROGRESS *progress) {
     {
+        CALLOUT callout(&news);
         CRITSECT_HOLD hold(news.fLock);
         news._progbarStepLocked(weightStep(kGroupList));
     }
@@ -497,6 +595,7 @@ void NEWS::daemon() {
     REQUEST request;
     bool have = false;
     {
+        CALLOUT callout(this);
         CRITSECT_HOLD hold(fLock);
         if (fQueue != nullptr && !fQueue->empty()) {
             request = fQueue->front();
@@ -520,6 +619,7 @@ void NEWS::daemon() {
             error(text);
             // The node has gone for good: left at the head, the request would fail on every
             // call, so it is dropped as a failed one.
+            CALLOUT callout(this);
             CRITSECT_HOLD hold(fLock);
             if (fQueue != nullptr && !fQueue->empty() && requestEqual(fQueue->front(), request)) {
                 _removeLocked(0);
@@ -532,6 +632,7 @@ void NEWS::daemon() {
 
     bool transferStart = SETTINGS::progressWindow.transferStart;
     {
+        CALLOUT callout(this);
         CRITSECT_HOLD hold(fLock);
         int64_t now = TIMEBASE::tickCount();
         if (!have && fEmptyTime != 0 && now - fEmptyTime >= SETTINGS::progressWindow.delay) {
@@ -554,6 +655,7 @@ void NEWS::daemon() {
         fCancelSeen = false;
         did = true;
         if (!serverConnect(&server)) {
+            CALLOUT callout(this);
             CRITSECT_HOLD hold(fLock);
             _dropServerLocked(request.server);
             if (fQueue != nullptr && !fQueue->empty() && requestEqual(fQueue->front(), request)) {
@@ -569,6 +671,7 @@ void NEWS::daemon() {
         did = true;
         bool ok = execute(request, &server, request.group != BARN::kNodeNone ? &group : nullptr);
         {
+            CALLOUT callout(this);
             CRITSECT_HOLD hold(fLock);
             if (!ok)
                 _dropServerLocked(request.server);
@@ -587,11 +690,12 @@ void NEWS::daemon() {
 
     std::string finished;
     if (did) {
+        CALLOUT callout(this);
         CRITSECT_HOLD hold(fLock);
         if (fQueue != nullptr && fQueue->empty() && fSession == nullptr) {
             if (fErrors > 0) {
                 fErrors = 0;
-                ALERT::show(kErrorsText);
+                _callLocked([] { ALERT::show(kErrorsText); });
             } else {
                 fEmptyTime = TIMEBASE::tickCount();
             }
@@ -628,6 +732,7 @@ bool NEWS::serverConnect(const BARN::NODE *server) {
         delete session;
         return false;
     }
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     fSession = session;
     fServer = server->number;
@@ -640,6 +745,7 @@ void NEWS::serverDisconnect() {
     windowStr(NEWSPROGRESS::kLineProgress, "%s", "");
     NNTP *session;
     {
+        CALLOUT callout(this);
         CRITSECT_HOLD hold(fLock);
         session = fSession;
         fSession = nullptr;
@@ -651,6 +757,7 @@ void NEWS::serverDisconnect() {
 
 bool NEWS::execute(const REQUEST &request, BARN::NODE *server, BARN::NODE *group) {
     {
+        CALLOUT callout(this);
         CRITSECT_HOLD hold(fLock);
         fRequestWeight = weightQueued(request.action);
         fRequestUnits = 0;
@@ -716,6 +823,7 @@ bool NEWS::execute(const REQUEST &request, BARN::NODE *server, BARN::NODE *group
         break;
     }
     // Every request ends with exactly its weight on the bar.
+    CALLOUT callout(this);
     CRITSECT_HOLD hold(fLock);
     _progbarStepLocked(fRequestWeight - fRequestUnits);
     return ok;

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "base/CRITSECT.h"
@@ -129,7 +130,8 @@ private:
     std::atomic<bool> fCancel{false};
     CRITSECT fLock;
     std::vector<REQUEST> *fQueue = nullptr;
-    NEWSPROGRESS *fWindow = nullptr;
+    NEWSPROGRESS *fWindow = nullptr; // the open window, set by the opener's queued call
+    bool fWindowWanted = false;      // the window is open or on its way
     NNTP *fSession = nullptr;
     unsigned long fErrors = 0;
     TRANSFERSUMMARY fSummary; // of the run under way; the transfer thread's alone
@@ -165,6 +167,22 @@ private:
     // Removes every queued request of the server except the one at index 0.
     bool _dropServerLocked(long long server);
     void _postLocked(const char (&code)[5]);
+
+    // Calls out of the queue (window, opener, alerts), made once its lock is left.
+    struct CALLOUT {
+        explicit CALLOUT(NEWS *news) : fNews(news) { ++tDepth; }
+        ~CALLOUT();
+        CALLOUT(const CALLOUT &) = delete;
+        CALLOUT &operator=(const CALLOUT &) = delete;
+        NEWS *fNews;
+        static thread_local int tDepth;
+    };
+    std::atomic<bool> fCalling{false};         // a thread is running the calls
+    std::vector<std::function<void()>> fCalls; // under fLock
+    void _callLocked(std::function<void()> call);
+    // A call to the window, made only if a window is open by the time it runs.
+    void _windowCallLocked(std::function<void(NEWSPROGRESS *)> call);
+    void _callsRun();
     void _windowOpenLocked();
     void _windowCloseLocked();
     void _progbarStepLocked(double units);

@@ -1,4 +1,8 @@
 // The transfer queue: its rules, the window it keeps informed, and its thread's runs.
+#include <future>
+#include <memory>
+#include <thread>
+
 #include "tests/net/TRANSFERFIXTURE.h"
 #include "tests/support/ALERTRECORDER.h"
 #include "tests/support/FAKENNTP.h"
@@ -48,6 +52,34 @@ protected:
 
     WINDOW fWindow;
 };
+
+// A window that answers on another thread, as an interface does: while the queue calls it,
+// that thread asks the queue back. Calls made under the queue's lock would deadlock here.
+TEST_F(NEWSQueue, TheWindowIsCalledWithTheQueueFree) {
+    struct ASKER : WINDOW {
+        std::atomic<int> answered{0}, asked{0};
+        void progbarSet(double total, double done) override {
+            WINDOW::progbarSet(total, done);
+            ++asked;
+            auto reply = std::make_shared<std::promise<void>>();
+            std::future<void> ready = reply->get_future();
+            std::thread([reply] {
+                ::news.userCount();
+                reply->set_value();
+            }).detach();
+            if (ready.wait_for(std::chrono::seconds(2)) == std::future_status::ready)
+                ++answered;
+        }
+    } asker;
+    ::news.windowOpenerSet(&asker);
+    NEWS::error("opening");
+    long long server = serverAt(FAKENNTP::closedPort());
+    long long group = groupMake(server, "alt.asked", GROUPDOWNLOAD::HeadersOnly);
+    EXPECT_TRUE(::news.requestGroup(server, group, false));
+    EXPECT_GE(asker.asked.load(), 2);
+    EXPECT_EQ(asker.answered.load(), asker.asked.load());
+    ::news.windowOpenerSet(&fWindow);
+}
 
 TEST_F(NEWSQueue, AddingFollowsTheRules) {
     long long server = serverAt(FAKENNTP::closedPort());
